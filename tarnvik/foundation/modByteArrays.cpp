@@ -1,0 +1,124 @@
+#include "tarnvik/foundation/modByteArrays.h"
+
+#include <cmath>
+
+#include "tarnvik/foundation/Utf8.h"
+#include "tarnvik/foundation/modErrors.h"
+#include "tarnvik/foundation/modMain.h"
+
+namespace tarnvik {
+
+namespace {
+
+// 256^n as the codec computes it, in 64-bit floating point.
+double PowerOf256(int32_t n) { return std::ldexp(1.0, 8 * n); }
+
+// Checks the 16-bit rules for a field start..start+length-1 and returns the position
+// after it.
+int16_t FieldEnd(int32_t start, int32_t length) {
+  CheckInt16(start);
+  CheckInt16(length);
+  CheckInt16(static_cast<int64_t>(start) + length - 1);
+  return CheckInt16(static_cast<int64_t>(start) + length);
+}
+
+// Computes the bytes of value low byte first into out[0..length-1]; the caller places
+// them in the array in the order it needs.
+void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
+  if (length < 1 || length > 4) Raise(err::InvalidCall);
+  bool negative = false;
+  if (bSigned && value < 0) {
+    negative = true;
+    value += PowerOf256(length) / 2;
+  }
+  const int32_t whole = ToInt32(value);
+  const int32_t topDivisor = ToInt32(PowerOf256(length - 1));
+  const int32_t top = whole / topDivisor;
+  if (top < 0 || top > 255) Raise(err::Overflow);
+  out[length - 1] = static_cast<uint8_t>(negative ? (top | 0x80) : top);
+  for (int32_t k = length - 2; k >= 0; --k) {
+    const int32_t mask = ToInt32(PowerOf256(k + 1) - 1);
+    const int32_t divisor = ToInt32(PowerOf256(k));
+    out[k] = static_cast<uint8_t>((whole & mask) / divisor);
+  }
+}
+
+// Resolves the optional start and length of the text readers.
+void TextRange(const ByteArray& bytes, int32_t& start, int32_t& length) {
+  if (start < 0) start = bytes.LBound();
+  if (length == 0) length = bytes.UBound() - start + 1;
+}
+
+}  // namespace
+
+double ByteArrayToNumLSB(ByteArray& bytes, int32_t start, int32_t length, bool bSigned) {
+  if (length == 0) {
+    start = bytes.LBound();
+    length = bytes.Count();
+  }
+  FieldEnd(start, length);
+  if (length < 1) Raise(err::SubscriptOutOfRange);
+  uint8_t* field = bytes.Span(start, length);
+  bool negative = false;
+  if (bSigned) {
+    negative = (field[length - 1] & 0x80) != 0;
+    field[length - 1] = static_cast<uint8_t>(field[length - 1] & 0x7F);
+  }
+  double value = 0;
+  for (int32_t k = 0; k < length; ++k) value += field[k] * PowerOf256(k);
+  if (negative) value -= PowerOf256(length) / 2;
+  return value;
+}
+
+int16_t NumToByteArrayLSB2(double value, int32_t length, ByteArray& bytes, int32_t start, bool bSigned) {
+  const int16_t next = FieldEnd(start, length);
+  uint8_t encoded[4];
+  EncodeBytes(value, length, bSigned, encoded);
+  uint8_t* field = bytes.Span(start, length);
+  for (int32_t k = 0; k < length; ++k) field[k] = encoded[k];
+  return next;
+}
+
+void NumToByteArray2(double value, int32_t length, ByteArray& bytes, int32_t start, bool bSigned) {
+  FieldEnd(start, length);
+  uint8_t encoded[4];
+  EncodeBytes(value, length, bSigned, encoded);
+  uint8_t* field = bytes.Span(start, length);
+  for (int32_t k = 0; k < length; ++k) field[k] = encoded[length - 1 - k];
+}
+
+std::string ByteArrayToString(const ByteArray& bytes, int32_t start, int32_t length) {
+  TextRange(bytes, start, length);
+  if (length > 0) FieldEnd(start, length);
+  std::string text;
+  for (int32_t i = 0; i < length; ++i) {
+    const uint8_t b = bytes[start + i];
+    if (b == 0) break;
+    AppendUtf8(text, b);
+  }
+  return text;
+}
+
+int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t start, bool zeroTerminate) {
+  if (start < 0) start = bytes.LBound();
+  const std::vector<char32_t> chars = DecodeUtf8(text);
+  const int64_t count = static_cast<int64_t>(chars.size()) + (zeroTerminate ? 1 : 0);
+  CheckInt16(start);
+  const int16_t next = CheckInt16(start + count);
+  for (const char32_t c : chars) {
+    if (c > 0xFF) Raise(err::Overflow);
+  }
+  uint8_t* field = bytes.Span(start, static_cast<int32_t>(count));
+  for (std::size_t i = 0; i < chars.size(); ++i) field[i] = static_cast<uint8_t>(chars[i]);
+  if (zeroTerminate) field[chars.size()] = 0;
+  return next;
+}
+
+std::string ByteArrayToStringUnicode(const ByteArray& bytes, int32_t start, int32_t length) {
+  TextRange(bytes, start, length);
+  if (length <= 0) return {};
+  FieldEnd(start, length);
+  return Utf16LEToUtf8(bytes.Span(start, length), static_cast<std::size_t>(length));
+}
+
+}  // namespace tarnvik

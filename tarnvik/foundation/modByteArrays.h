@@ -1,0 +1,41 @@
+// The byte codec: integers and text in and out of byte arrays at a given position.
+// Positions are indexes into the array (which keeps its own lower bound), and positions
+// and lengths are 16-bit: a position, length or end outside -32768..32767 raises error 6.
+// An index outside the array raises error 9. These functions do not log; their callers do.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "tarnvik/foundation/ByteArray.h"
+
+namespace tarnvik {
+
+// Low byte first. A length of 0 decodes the whole array. A signed decode clears the sign
+// bit of the top byte in the caller's array: decoding the same bytes signed a second
+// time gives a non-negative value.
+double ByteArrayToNumLSB(ByteArray& bytes, int32_t start, int32_t length, bool bSigned);
+
+// Low byte first; returns start + length. The value is rounded half to even to a 32-bit
+// integer; a top byte outside 0..255 raises error 6. A positive value too large for a
+// signed field is written with the sign bit set, as long as its top byte fits.
+int16_t NumToByteArrayLSB2(double value, int32_t length, ByteArray& bytes, int32_t start, bool bSigned);
+
+// The same encoder, high byte first.
+void NumToByteArray2(double value, int32_t length, ByteArray& bytes, int32_t start, bool bSigned);
+
+// One character per byte from start (the lower bound when negative) for length bytes
+// (to the upper bound when 0), stopping before the first zero byte.
+std::string ByteArrayToString(const ByteArray& bytes, int32_t start = -1, int32_t length = 0);
+
+// Writes one byte per character from start (the lower bound when negative); a character
+// above U+00FF raises error 6. With zeroTerminate a zero byte follows. Returns the next
+// position. The array is never resized.
+int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t start = -1,
+                          bool zeroTerminate = false);
+
+// The bytes start..start+length-1 (same defaults as ByteArrayToString) taken as UTF-16
+// little-endian text; no zero byte ends it.
+std::string ByteArrayToStringUnicode(const ByteArray& bytes, int32_t start = -1, int32_t length = 0);
+
+}  // namespace tarnvik

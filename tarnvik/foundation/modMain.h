@@ -1,0 +1,36 @@
+// Numeric helpers shared across the library: rounding, checked narrowing, Log10, the
+// SOR time unit, and the date type.
+#pragma once
+
+#include <cstdint>
+
+namespace tarnvik {
+
+// An OLE Automation date: days since 30 December 1899, the fraction the time of day.
+using Date = double;
+
+// Rounds to the nearest integer, halves to the even neighbour (2.5 -> 2, 3.5 -> 4).
+double RoundHalfEven(double value);
+
+// Checked conversions: round half to even, then raise error 6 ("Overflow") when the
+// result does not fit (NaN and infinities never fit).
+int32_t ToInt32(double value);
+int16_t ToInt16(double value);
+uint8_t ToByte(double value);
+
+// Raises error 6 unless value fits in 16 bits; for positions and lengths that are
+// carried in int32_t so that callers outside the range get an error, not a wrap.
+int16_t CheckInt16(int64_t value);
+
+// Natural logarithm of value divided by that of 10.
+double Log10(double value);
+
+// The SOR file's time unit (100 ps) and the library's QRD (5 ns one way) differ by 20:
+// exact one way, rounded half to even the other.
+int32_t SORTimeToQRD(int32_t value);
+int32_t QRDToSORTime(int32_t value);
+
+// The current local date and time.
+Date Now();
+
+}  // namespace tarnvik

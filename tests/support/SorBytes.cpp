@@ -1,0 +1,153 @@
+#include "support/SorBytes.h"
+
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace tarnvik::testing {
+
+BodyBuilder& BodyBuilder::U8(uint32_t v) {
+  bytes_.push_back(static_cast<uint8_t>(v & 0xFF));
+  return *this;
+}
+
+BodyBuilder& BodyBuilder::I16(int32_t v) { return U16(static_cast<uint32_t>(v) & 0xFFFF); }
+
+BodyBuilder& BodyBuilder::U16(uint32_t v) {
+  U8(v & 0xFF);
+  return U8((v >> 8) & 0xFF);
+}
+
+BodyBuilder& BodyBuilder::I32(int64_t v) {
+  const auto u = static_cast<uint32_t>(v & 0xFFFFFFFF);
+  U16(u & 0xFFFF);
+  return U16(u >> 16);
+}
+
+BodyBuilder& BodyBuilder::Chars(const std::string& s) {
+  bytes_.insert(bytes_.end(), s.begin(), s.end());
+  return *this;
+}
+
+BodyBuilder& BodyBuilder::Text(const std::string& s) { return Chars(s).U8(0); }
+
+BodyBuilder& BodyBuilder::Raw(const Bytes& b) {
+  bytes_.insert(bytes_.end(), b.begin(), b.end());
+  return *this;
+}
+
+ByteArray BodyBuilder::ToByteArray() const { return ByteArray::FromBytes(bytes_.data(), bytes_.size(), 1); }
+
+uint16_t Crc16(const Bytes& bytes, uint16_t start) {
+  uint32_t crc = start;
+  for (uint8_t b : bytes) {
+    crc ^= static_cast<uint32_t>(b) << 8;
+    for (int i = 0; i < 8; ++i) crc = (crc & 0x8000) ? ((crc << 1) ^ 0x1021) : (crc << 1);
+    crc &= 0xFFFF;
+  }
+  return static_cast<uint16_t>(crc);
+}
+
+Bytes AssembleSor(const std::vector<SorBlock>& blocks, bool withChecksum, int32_t mapRevision) {
+  std::vector<SorBlock> all = blocks;
+  if (withChecksum) all.push_back({"Cksum", 100, {}});
+  int32_t mapSize = 8;
+  for (const auto& b : all) mapSize += static_cast<int32_t>(b.id.size()) + 7;
+  BodyBuilder file;
+  file.U16(static_cast<uint32_t>(mapRevision)).I32(mapSize).I16(static_cast<int32_t>(all.size()) + 1);
+  for (const auto& b : all) {
+    const int32_t size = (withChecksum && &b == &all.back()) ? 2 : static_cast<int32_t>(b.body.size());
+    file.Text(b.id).U16(static_cast<uint32_t>(b.revision)).I32(size);
+  }
+  for (std::size_t i = 0; i + (withChecksum ? 1 : 0) < all.size(); ++i) file.Raw(all[i].body);
+  Bytes image = file.bytes();
+  if (withChecksum) {
+    const uint16_t crc = Crc16(image);
+    image.push_back(static_cast<uint8_t>(crc & 0xFF));
+    image.push_back(static_cast<uint8_t>(crc >> 8));
+  }
+  return image;
+}
+
+namespace {
+uint32_t Le(const Bytes& b, std::size_t at, int width) {
+  if (at + static_cast<std::size_t>(width) > b.size()) throw std::runtime_error("file image too short");
+  uint32_t v = 0;
+  for (int k = width - 1; k >= 0; --k) v = (v << 8) | b[at + static_cast<std::size_t>(k)];
+  return v;
+}
+}  // namespace
+
+MapImage ReadMap(const Bytes& file) {
+  MapImage map;
+  map.revision = static_cast<int32_t>(Le(file, 0, 2));
+  map.mapSize = static_cast<int32_t>(Le(file, 2, 4));
+  map.blockCount = static_cast<int16_t>(Le(file, 6, 2));
+  std::size_t at = 8;
+  for (int32_t i = 1; i < map.blockCount; ++i) {
+    MapEntry e;
+    while (at < file.size() && file[at] != 0) e.id.push_back(static_cast<char>(file[at++]));
+    ++at;
+    e.revision = static_cast<int32_t>(Le(file, at, 2));
+    e.size = static_cast<int32_t>(Le(file, at + 2, 4));
+    at += 6;
+    map.entries.push_back(e);
+  }
+  return map;
+}
+
+Bytes BlockBody(const Bytes& file, const std::string& id) {
+  const MapImage map = ReadMap(file);
+  std::size_t at = static_cast<std::size_t>(map.mapSize);
+  for (const auto& e : map.entries) {
+    if (e.id == id) {
+      if (at + static_cast<std::size_t>(e.size) > file.size()) throw std::runtime_error("block past end");
+      return Bytes(file.begin() + static_cast<std::ptrdiff_t>(at),
+                   file.begin() + static_cast<std::ptrdiff_t>(at) + e.size);
+    }
+    at += static_cast<std::size_t>(e.size);
+  }
+  throw std::runtime_error("no block " + id);
+}
+
+Bytes DefaultGenParamsBody() {
+  BodyBuilder b;
+  b.Chars("EN").Text(" ").Text(" ").I16(1310).Text(" ").Text(" ").Text(" ").Chars("BC").I32(0).Text(" ").Text(" ");
+  return b.bytes();
+}
+
+Bytes DefaultSupParamsBody() {
+  BodyBuilder b;
+  b.Text("Orvik");
+  for (int i = 0; i < 6; ++i) b.Text(" ");
+  return b.bytes();
+}
+
+Bytes DefaultFxdParamsBody(int32_t dateTime) {
+  BodyBuilder b;
+  b.I32(dateTime).Chars("km").I16(13100).I32(0).I16(1);  // date, units, wavelength, offset, N
+  b.I16(100).I32(0).I32(0);                              // pulse width, spacing, points
+  b.I32(149896).I16(800).I32(0).I32(0).I32(0);           // group index .. front panel offset
+  b.U16(0).I16(1000).U16(0).U16(200).U16(40000).U16(3000);
+  return b.bytes();
+}
+
+Bytes EmptyDataPtsBody() {
+  BodyBuilder b;
+  b.I32(0).I16(0);
+  return b.bytes();
+}
+
+Bytes ReadFileBytes(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) throw std::runtime_error("cannot open " + path);
+  return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+void WriteFileBytes(const std::string& path, const Bytes& bytes) {
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (!out) throw std::runtime_error("cannot write " + path);
+}
+
+}  // namespace tarnvik::testing

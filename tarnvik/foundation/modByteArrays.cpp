@@ -32,6 +32,9 @@ void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
     value += PowerOf256(length) / 2;
   }
   const int32_t whole = ToInt32(value);
+  // Whatever is still negative here (a negative value in an unsigned field, or one
+  // below the signed range) has no top byte in 0..255.
+  if (whole < 0) Raise(err::Overflow);
   const int32_t topDivisor = ToInt32(PowerOf256(length - 1));
   const int32_t top = whole / topDivisor;
   if (top < 0 || top > 255) Raise(err::Overflow);

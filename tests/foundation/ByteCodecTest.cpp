@@ -1,0 +1,105 @@
+// The byte codec: signedness, its side effect on signed decodes, rounding, 16-bit
+// position rules, text in and out.
+#include <gtest/gtest.h>
+
+#include "support/Fixtures.h"
+#include "tarnvik/foundation/modByteArrays.h"
+
+namespace tarnvik::testing {
+namespace {
+
+ByteArray Of(std::initializer_list<uint8_t> bytes, int32_t lower = 1) {
+  const std::vector<uint8_t> v(bytes);
+  return ByteArray::FromBytes(v.data(), v.size(), lower);
+}
+
+TEST(ByteCodec, SignedDecodeClearsTheSignBitInTheCallersArray) {
+  ByteArray a = Of({0xFF, 0xFF});
+  EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), -1.0);
+  EXPECT_EQ(a, Of({0xFF, 0x7F}));
+  EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), 32767.0);  // second decode: non-negative
+
+  ByteArray b = Of({0xFF, 0xFF});
+  EXPECT_EQ(ByteArrayToNumLSB(b, 1, 2, false), 65535.0);
+  EXPECT_EQ(b, Of({0xFF, 0xFF}));
+
+  ByteArray c = Of({0x00, 0x00, 0x00, 0x80});
+  EXPECT_EQ(ByteArrayToNumLSB(c, 1, 4, true), -2147483648.0);
+  ByteArray d = Of({0x40, 0x9C, 0, 0});
+  EXPECT_EQ(ByteArrayToNumLSB(d, 0, 0, false), 40000.0);  // length 0: the whole array
+}
+
+TEST(ByteCodec, EncodeSignednessAndOverflow) {
+  ByteArray a(1, 2);
+  EXPECT_EQ(NumToByteArrayLSB2(-1, 2, a, 1, true), 3);
+  EXPECT_EQ(a, Of({0xFF, 0xFF}));
+  NumToByteArrayLSB2(32768, 2, a, 1, true);  // too large for signed, written with bit 7 set
+  EXPECT_EQ(a, Of({0x00, 0x80}));
+  EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), -32768.0);
+
+  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(65536, 2, a, 1, false); }).number, 6);
+  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(-1, 2, a, 1, false); }).number, 6);      // negative, unsigned
+  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(-32769, 2, a, 1, true); }).number, 6);   // below the signed range
+  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(3e9, 4, a, 1, false); }).number, 6);     // beyond 32 bits
+
+  ByteArray w(1, 4);
+  NumToByteArrayLSB2(-70000, 4, w, 1, true);
+  EXPECT_EQ(w, Of({0x90, 0xEE, 0xFE, 0xFF}));
+  NumToByteArray2(0x1234, 2, a, 1, false);  // high byte first
+  EXPECT_EQ(a, Of({0x12, 0x34}));
+  NumToByteArray2(-2, 2, a, 1, true);
+  EXPECT_EQ(a, Of({0xFF, 0xFE}));
+}
+
+TEST(ByteCodec, EncodeRoundsHalfToEven) {
+  ByteArray a(1, 2);
+  NumToByteArrayLSB2(2.5, 2, a, 1, false);
+  EXPECT_EQ(a[1], 2);
+  NumToByteArrayLSB2(3.5, 2, a, 1, false);
+  EXPECT_EQ(a[1], 4);
+  NumToByteArrayLSB2(-2.5, 2, a, 1, true);
+  EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), -2.0);
+}
+
+TEST(ByteCodec, PositionRules) {
+  ByteArray a(1, 4);
+  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(1, 2, a, 32767, false); }).number, 6);
+  EXPECT_EQ(Capture([&] { ByteArrayToNumLSB(a, 32767, 2, false); }).number, 6);
+  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(1, 2, a, 4, false); }).number, 9);  // runs past the end
+  EXPECT_EQ(Capture([&] { ByteArrayToNumLSB(a, 0, 2, false); }).number, 9);      // before the start
+  EXPECT_EQ(a, ByteArray(1, 4));  // nothing was written by the failed calls
+
+  ByteArray never;
+  EXPECT_EQ(Capture([&] { never.UBound(); }).number, 9);
+  EXPECT_EQ(Capture([&] { ByteArrayToNumLSB(never, 0, 0, false); }).number, 9);
+}
+
+TEST(ByteCodec, TextWithAndWithoutTerminator) {
+  ByteArray a(1, 8);
+  a[8] = 'z';
+  EXPECT_EQ(StringToByteArray("abc", a, 1, false), 4);
+  EXPECT_EQ(ByteArrayToString(a, 1, 3), "abc");
+  EXPECT_EQ(ByteArrayToString(a), "abc");  // stops at the first zero byte
+
+  EXPECT_EQ(StringToByteArray("abcdefg", a), 8);  // no terminator: runs on to the array's end
+  EXPECT_EQ(ByteArrayToString(a, 5), "efgz");
+  EXPECT_EQ(StringToByteArray("hi", a, 2, true), 5);
+  EXPECT_EQ(ByteArrayToString(a), "ahi");
+
+  // One byte per character, U+0000..U+00FF; anything above fails.
+  ByteArray l(1, 3);
+  StringToByteArray("\xC3\xA9", l, 1, true);
+  EXPECT_EQ(l[1], 0xE9);
+  EXPECT_EQ(ByteArrayToString(l), "\xC3\xA9");
+  EXPECT_EQ(Capture([&] { StringToByteArray("\xE2\x82\xAC", l); }).number, 6);
+  EXPECT_EQ(Capture([&] { StringToByteArray("abcd", l); }).number, 9);  // the array is never resized
+}
+
+TEST(ByteCodec, UnicodeTextIsUtf16LittleEndian) {
+  ByteArray a = Of({'O', 0, 'K', 0, 0, 0, 0xAC, 0x20}, 0);
+  EXPECT_EQ(ByteArrayToStringUnicode(a, 0, 4), "OK");
+  EXPECT_EQ(ByteArrayToStringUnicode(a), std::string("OK\0", 3) + "\xE2\x82\xAC");  // no terminator stops it
+}
+
+}  // namespace
+}  // namespace tarnvik::testing

@@ -1,0 +1,80 @@
+#include "tarnvik/foundation/FileIO.h"
+
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <random>
+
+#include "tarnvik/foundation/modErrors.h"
+
+namespace tarnvik {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+fs::path PathOf(const std::string& name) {
+  if (name.empty()) Raise(err::BadFileName);
+  return fs::u8path(name);
+}
+
+// A name in the target's folder that no other writer in this or another process picks.
+fs::path TemporaryBeside(const fs::path& target) {
+  static std::atomic<uint64_t> counter{0};
+  static const uint64_t salt = std::random_device{}();
+  fs::path temp = target;
+  temp += ".~tarnvik-" + std::to_string(salt % 1000000007u) + "-" + std::to_string(counter++);
+  return temp;
+}
+
+}  // namespace
+
+std::vector<uint8_t> ReadWholeFile(const std::string& name) {
+  const fs::path path = PathOf(name);
+  std::error_code code;
+  const fs::file_status status = fs::status(path, code);
+  if (!fs::exists(status)) Raise(err::FileNotFound);
+  if (!fs::is_regular_file(status)) Raise(err::PathFileAccess);
+  std::ifstream in(path, std::ios::binary);
+  if (!in) Raise(err::PathFileAccess);
+  in.seekg(0, std::ios::end);
+  const std::streamoff length = in.tellg();
+  if (length < 0) Raise(err::PathFileAccess);
+  in.seekg(0, std::ios::beg);
+  std::vector<uint8_t> bytes(static_cast<std::size_t>(length));
+  in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  if (static_cast<std::size_t>(in.gcount()) != bytes.size()) Raise(err::PathFileAccess);
+  return bytes;
+}
+
+void ReplaceFile(const std::string& name, const std::vector<uint8_t>& bytes) {
+  const fs::path target = PathOf(name);
+  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+  std::error_code code;
+  if (!fs::is_directory(folder, code)) Raise(err::PathNotFound);
+  if (fs::is_directory(target, code)) Raise(err::PathFileAccess);
+
+  const fs::path temp = TemporaryBeside(target);
+  try {
+    {
+      std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+      if (!out) Raise(err::PathFileAccess);
+      out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+      out.flush();
+      if (!out) Raise(err::PathFileAccess);
+      out.close();
+      if (out.fail()) Raise(err::PathFileAccess);
+    }
+    // A replaced file keeps its permissions.
+    const fs::file_status old = fs::status(target, code);
+    if (fs::is_regular_file(old)) fs::permissions(temp, old.permissions(), code);
+    fs::rename(temp, target, code);
+    if (code) Raise(err::PathFileAccess);
+  } catch (...) {
+    fs::remove(temp, code);
+    throw;
+  }
+}
+
+}  // namespace tarnvik

@@ -1,0 +1,19 @@
+// Whole-file reads and safe whole-file writes, shared by every file format of the library.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tarnvik {
+
+// The whole file. A missing file raises 53, a folder or unreadable file 75, an empty or
+// missing name 52.
+std::vector<uint8_t> ReadWholeFile(const std::string& path);
+
+// Writes the bytes to a new file beside the target, then renames it over the target, so
+// that a failure (no space, no permission, missing folder: 76) leaves any existing file
+// untouched and no partial file behind.
+void ReplaceFile(const std::string& path, const std::vector<uint8_t>& bytes);
+
+}  // namespace tarnvik

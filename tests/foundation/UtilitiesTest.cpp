@@ -1,0 +1,151 @@
+// File-name helpers, length-prefixed texts, conversions, the time unit, collections and
+// events.
+#include <filesystem>
+#include <cmath>
+#include <sstream>
+
+#include <gtest/gtest.h>
+
+#include "support/Fixtures.h"
+#include "tarnvik/foundation/Event.h"
+#include "tarnvik/foundation/FileIO.h"
+#include "tarnvik/foundation/KeyedCollection.h"
+#include "tarnvik/foundation/modFileUtil.h"
+#include "tarnvik/foundation/modMain.h"
+
+namespace tarnvik::testing {
+namespace {
+
+TEST(FileNames, TitleBaseAndExtension) {
+  EXPECT_EQ(ParseFileTitle("C:\\data\\trace.sor"), "trace.sor");
+  EXPECT_EQ(ParseFileBase("C:\\data\\trace.sor"), "trace");
+  EXPECT_EQ(ParseFileExt("C:\\data\\trace.sor"), "sor");
+  EXPECT_EQ(ParseFileTitle("C:trace.sor"), "trace.sor");
+  EXPECT_EQ(ParseFileTitle("/home/u/a.b/trace"), "trace");
+  EXPECT_EQ(ParseFileExt("/home/u/a.b/trace"), "");
+  EXPECT_EQ(ParseFileTitle("trace"), "trace");
+  EXPECT_EQ(ParseFileBase("a.b.c"), "a.b");
+  EXPECT_EQ(ParseFileExt("a.b.c"), "c");
+  EXPECT_EQ(ParseFileExt("x\\y.SOR"), "SOR");
+}
+
+TEST(FileNames, GetStringInfoReadsALengthPrefixedText) {
+  std::istringstream in(std::string("\x03\x00" "abcz" "\x00\x00" "\xFF\xFF" "\x05\x00" "ab", 14));
+  EXPECT_EQ(GetStringInfo(in), "abc");
+  EXPECT_EQ(in.get(), 'z');
+  EXPECT_EQ(GetStringInfo(in), "");  // length 0: nothing more is read
+  EXPECT_EQ(GetStringInfo(in), "");  // negative length
+  const Raised r = Capture([&] { GetStringInfo(in); });
+  EXPECT_EQ(r.number, 62);
+  EXPECT_EQ(r.source, "modFileUtil:GetStringInfo()");
+}
+
+class Files : public TempDirTest {};
+
+TEST_F(Files, SafeKillAndReplaceFile) {
+  const std::string target = Path("t.bin");
+  ReplaceFile(target, {1, 2, 3});
+  EXPECT_EQ(ReadWholeFile(target), (std::vector<uint8_t>{1, 2, 3}));
+  ReplaceFile(target, {9});
+  EXPECT_EQ(ReadWholeFile(target), (std::vector<uint8_t>{9}));
+  EXPECT_TRUE(SafeKill(target));
+  EXPECT_FALSE(SafeKill(target));  // logged, not raised
+  EXPECT_EQ(Fields(LogLines().back())[3], "SafeKill()");
+
+  EXPECT_EQ(Capture([&] { ReadWholeFile(target); }).number, 53);
+  EXPECT_EQ(Capture([&] { ReadWholeFile(Path("")); }).number, 75);  // a folder
+  EXPECT_EQ(Capture([&] { ReplaceFile(Path("no/such/dir/x"), {1}); }).number, 76);
+  // Nothing but the files written is left in the folder (no temporary files).
+  int count = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(Path(""))) {
+    if (entry.path().filename() != "errors.log") ++count;
+  }
+  EXPECT_EQ(count, 0);
+}
+
+TEST(Conversions, RoundHalfToEvenAndOverflow) {
+  EXPECT_EQ(ToInt32(2.5), 2);
+  EXPECT_EQ(ToInt32(3.5), 4);
+  EXPECT_EQ(ToInt32(-2.5), -2);
+  EXPECT_EQ(ToInt32(-3.5), -4);
+  EXPECT_EQ(ToInt32(2147483647.4), 2147483647);
+  EXPECT_EQ(Capture([] { ToInt32(2147483647.5); }).number, 6);  // rounds to 2^31
+  EXPECT_EQ(ToInt16(-32768.5), -32768);
+  EXPECT_EQ(Capture([] { ToInt16(32767.5); }).number, 6);
+  EXPECT_EQ(Capture([] { ToInt32(std::nan("")); }).number, 6);
+  EXPECT_EQ(ToByte(255.4), 255);
+  EXPECT_EQ(Capture([] { ToByte(-0.6); }).number, 6);
+}
+
+TEST(Conversions, SorTimeAndQrd) {
+  EXPECT_EQ(QRDToSORTime(30), 2);
+  EXPECT_EQ(QRDToSORTime(50), 2);
+  EXPECT_EQ(QRDToSORTime(70), 4);
+  EXPECT_EQ(QRDToSORTime(-30), -2);
+  EXPECT_EQ(SORTimeToQRD(7), 140);
+  EXPECT_EQ(QRDToSORTime(SORTimeToQRD(123457)), 123457);
+  EXPECT_RAISES(SORTimeToQRD(107374183), 6, "modMain:SORTimeToQRD()", "Overflow");
+  EXPECT_DOUBLE_EQ(Log10(1000.0), 3.0);
+  EXPECT_EQ(Capture([] { Log10(0.0); }).number, 5);
+}
+
+TEST(Conversions, NowIsAnOleDate) {
+  // 2020-01-01 is OLE day 43831; today is later than that and earlier than 2100.
+  const Date now = Now();
+  EXPECT_GT(now, 43831.0);
+  EXPECT_LT(now, 73051.0);
+}
+
+struct Item {
+  explicit Item(int v) : value(v) {}
+  int value;
+};
+
+TEST(KeyedCollectionTest, PositionsKeysAndErrors) {
+  KeyedCollection<Item> c("CItems");
+  c.Add(std::make_shared<Item>(1), "One");
+  c.Add(std::make_shared<Item>(2));
+  c.Insert(1, std::make_shared<Item>(0), "zero");
+  ASSERT_EQ(c.Count(), 3);
+  EXPECT_EQ(c.Item(1)->value, 0);
+  EXPECT_EQ(c.Item(3)->value, 2);
+  EXPECT_EQ(c.Item("ONE")->value, 1);  // keys ignore case
+
+  EXPECT_RAISES(c.Item(4), 9, "CItems:Get Item()", "Subscript out of range");
+  EXPECT_RAISES(c.Item(0), 9, "CItems:Get Item()", "Subscript out of range");
+  EXPECT_RAISES(c.Item("two"), 5, "CItems:Get Item()", "Invalid procedure call or argument");
+  EXPECT_RAISES(c.Add(std::make_shared<Item>(9), "one"), 457, "CItems:Add()",
+                "This key is already associated with an element of this collection");
+  EXPECT_RAISES(c.Add(nullptr), 91, "CItems:Add()", "Object variable or With block variable not set");
+  EXPECT_RAISES(c.Remove(7), 9, "CItems:Remove()", "Subscript out of range");
+  EXPECT_EQ(c.Count(), 3);
+
+  c.Remove("zero");
+  std::vector<int> seen;
+  for (const auto& item : c) seen.push_back(item->value);
+  EXPECT_EQ(seen, (std::vector<int>{1, 2}));
+  c.Remove(1);
+  EXPECT_EQ(c.Item(1)->value, 2);
+  c.Clear();
+  EXPECT_EQ(c.Count(), 0);
+}
+
+TEST(EventTest, HandlersRunInOrderAndCanDisconnect) {
+  Event<int, const std::string&> event;
+  std::vector<std::string> calls;
+  const auto first = event.Connect([&](int n, const std::string& s) { calls.push_back("a" + std::to_string(n) + s); });
+  Event<int, const std::string&>::ConnectionId second = 0;
+  second = event.Connect([&](int n, const std::string&) {
+    calls.push_back("b" + std::to_string(n));
+    event.Disconnect(second);  // a handler may disconnect itself while the event runs
+  });
+  event.Raise(1, "x");
+  event.Raise(2, "y");
+  event.Disconnect(first);
+  event.Raise(3, "z");
+  EXPECT_EQ(calls, (std::vector<std::string>{"a1x", "b1", "a2y"}));
+  EXPECT_EQ(event.HandlerCount(), 0u);
+}
+
+}  // namespace
+}  // namespace tarnvik::testing

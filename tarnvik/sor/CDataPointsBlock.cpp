@@ -1,0 +1,143 @@
+#include "tarnvik/sor/CDataPointsBlock.h"
+
+#include <algorithm>
+#include <string>
+
+#include "tarnvik/foundation/modErrors.h"
+#include "tarnvik/foundation/modMain.h"
+#include "tarnvik/sor/BlockCodec.h"
+
+namespace tarnvik {
+
+namespace {
+constexpr const char* kBlockName = "Data Points";
+// The stored total and the record count ahead of the records.
+constexpr int64_t kHeaderSize = 6;
+// A record's sample count and factor ahead of its samples.
+constexpr int64_t kRecordHeaderSize = 6;
+}  // namespace
+
+const CDataPointsBlock::ScaleFactorRecord& CDataPointsBlock::Record(int32_t nScaleIndex) const {
+  if (nScaleIndex < 1 || static_cast<std::size_t>(nScaleIndex) > records_.size()) Raise(err::SubscriptOutOfRange);
+  return records_[static_cast<std::size_t>(nScaleIndex) - 1];
+}
+
+CDataPointsBlock::ScaleFactorRecord& CDataPointsBlock::Record(int32_t nScaleIndex) {
+  return const_cast<ScaleFactorRecord&>(static_cast<const CDataPointsBlock*>(this)->Record(nScaleIndex));
+}
+
+int16_t CDataPointsBlock::NumberScaleFactorsUsed() const {
+  // Records are only ever created from a 16-bit count, so this always fits.
+  return CheckInt16(static_cast<int64_t>(records_.size()));
+}
+
+void CDataPointsBlock::SetNumberScaleFactorsUsed(int16_t value) {
+  Guarded(kModule, "Let NumberScaleFactorsUsed()", [&] {
+    if (value < 0) {
+      Raise(err::InvalidCall,
+            "NumberScaleFactorsUsed cannot be negative. " + std::to_string(value) + " is not allowed.");
+    }
+    if (value > 0) records_.assign(static_cast<std::size_t>(value), ScaleFactorRecord{});
+  });
+}
+
+int16_t CDataPointsBlock::ScaleFactor(int32_t nScaleIndex) const {
+  return Guarded(kModule, "Get ScaleFactor()", [&] { return Record(nScaleIndex).scaleFactor; });
+}
+
+void CDataPointsBlock::SetScaleFactor(int32_t nScaleIndex, int16_t value) {
+  Guarded(kModule, "Let ScaleFactor()", [&] { Record(nScaleIndex).scaleFactor = value; });
+}
+
+int32_t CDataPointsBlock::NumDataPointsForScaleFactor(int32_t nScaleIndex) const {
+  return Guarded(kModule, "Get NumDataPointsForScaleFactor()", [&] {
+    return ToInt32(static_cast<double>(Record(nScaleIndex).samples.size()));
+  });
+}
+
+void CDataPointsBlock::SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value) {
+  Guarded(kModule, "Let NumDataPointsForScaleFactor()", [&] {
+    ScaleFactorRecord& record = Record(nScaleIndex);
+    if (value < 0) {
+      Raise(err::InvalidCall,
+            "NumDataPointsForScaleFactor cannot be negative. " + std::to_string(value) + " is not allowed.");
+    }
+    // A fresh vector, so that emptying a record also gives its memory back.
+    record.samples = std::vector<int32_t>(static_cast<std::size_t>(value));
+  });
+}
+
+int32_t CDataPointsBlock::DataPoints(int32_t nScaleIndex, int32_t lIndex) const {
+  return Guarded(kModule, "Get DataPoints()", [&] {
+    const std::vector<int32_t>& samples = Record(nScaleIndex).samples;
+    if (lIndex < 1 || static_cast<std::size_t>(lIndex) > samples.size()) Raise(err::SubscriptOutOfRange);
+    return samples[static_cast<std::size_t>(lIndex) - 1];
+  });
+}
+
+void CDataPointsBlock::SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value) {
+  Guarded(kModule, "Let DataPoints()", [&] {
+    std::vector<int32_t>& samples = Record(nScaleIndex).samples;
+    if (lIndex < 1 || static_cast<std::size_t>(lIndex) > samples.size()) Raise(err::SubscriptOutOfRange);
+    samples[static_cast<std::size_t>(lIndex) - 1] = value;
+  });
+}
+
+int32_t CDataPointsBlock::TotalNumberofDataPoints() const {
+  return Guarded(kModule, "Get TotalNumberofDataPoints()", [&] {
+    int64_t total = 0;
+    for (const ScaleFactorRecord& record : records_) total += static_cast<int64_t>(record.samples.size());
+    return ToInt32(static_cast<double>(total));
+  });
+}
+
+int32_t CDataPointsBlock::Parse(ByteArray& body) {
+  records_.clear();
+  int32_t maximum = 0;
+  const int32_t size = body.Count();
+  ParseBody(kBlockName, body, size, 1, [&](BlockReader& r) {
+    r.Signed(4);  // the stored total: the property is computed from the records
+    SetNumberScaleFactorsUsed(ToInt16(r.Signed(2)));
+    const int32_t scaleFactors = NumberScaleFactorsUsed();  // 0 when the file holds none
+    for (int32_t i = 1; i <= scaleFactors; ++i) {
+      const int32_t count = ToInt32(r.Signed(4));
+      // Samples the rest of the body can hold after the factor. A larger count is never
+      // allocated: only what fits is, and the read after it fails where reading the
+      // whole count would have.
+      const int32_t room = std::max(0, size - r.Position() - 1) / 2;
+      SetNumDataPointsForScaleFactor(i, std::min(count, room));
+      SetScaleFactor(i, ToInt16(r.Signed(2)));
+      for (int32_t& sample : records_[static_cast<std::size_t>(i) - 1].samples) {
+        sample = ToInt32(r.Unsigned(2));
+        if (sample > maximum) maximum = sample;
+      }
+      if (count > room) {
+        r.Unsigned(2);  // past the end of the body: raises
+        detail::RaiseParsedPast(kBlockName, size, r.Position());
+      }
+    }
+  });
+  return maximum;
+}
+
+ByteArray CDataPointsBlock::Build() const {
+  int64_t size = kHeaderSize;
+  for (const ScaleFactorRecord& record : records_) {
+    size += kRecordHeaderSize + 2 * static_cast<int64_t>(record.samples.size());
+  }
+  // Positions in a body are 16-bit: a larger body could never be written completely, so
+  // fail with the codec's overflow before setting aside room for it.
+  const int16_t bodySize = CheckInt16(size);
+  const int32_t total = TotalNumberofDataPoints();
+  return BuildBody(kBlockName, bodySize, [&](BlockWriter& w) {
+    w.Signed(total, 4);
+    w.Signed(NumberScaleFactorsUsed(), 2);
+    for (const ScaleFactorRecord& record : records_) {
+      w.Signed(static_cast<double>(record.samples.size()), 4);
+      w.Signed(record.scaleFactor, 2);
+      for (const int32_t sample : record.samples) w.Unsigned(sample, 2);
+    }
+  });
+}
+
+}  // namespace tarnvik

@@ -1,0 +1,58 @@
+// The "DataPts" block: the trace samples, grouped by scale factor. Each scale-factor
+// record holds its 16-bit factor and its samples, indexed from 1.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "tarnvik/foundation/ByteArray.h"
+
+namespace tarnvik {
+
+class CDataPointsBlock {
+ public:
+  CDataPointsBlock() = default;  // no records
+  CDataPointsBlock(const CDataPointsBlock&) = delete;
+  CDataPointsBlock& operator=(const CDataPointsBlock&) = delete;
+
+  // Writing S > 0 replaces the records by S new ones (factor 1, no samples); writing 0
+  // keeps the records as they are; a negative value raises 5.
+  int16_t NumberScaleFactorsUsed() const;
+  void SetNumberScaleFactorsUsed(int16_t value);
+
+  // Indexes are 1-based; an index outside the records or samples raises 9.
+  int16_t ScaleFactor(int32_t nScaleIndex) const;
+  void SetScaleFactor(int32_t nScaleIndex, int16_t value);
+  // Writing n > 0 gives the record n zero samples (its old ones are discarded), 0 empties
+  // it, a negative count raises 5.
+  int32_t NumDataPointsForScaleFactor(int32_t nScaleIndex) const;
+  void SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value);
+  // Any 32-bit value is kept; one outside 0..65535 makes Build() raise 6.
+  int32_t DataPoints(int32_t nScaleIndex, int32_t lIndex) const;
+  void SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value);
+
+  // The sample count of all records together.
+  int32_t TotalNumberofDataPoints() const;
+
+  // Library-internal: the block body (indexed from 1) in and out. Parse replaces the
+  // whole content and returns the largest sample read (0 when there is none). The total
+  // stored in the file is not checked; Build writes the real one.
+  int32_t Parse(ByteArray& body);
+  ByteArray Build() const;
+
+ private:
+  static constexpr const char* kModule = "CDataPointsBlock";
+
+  struct ScaleFactorRecord {
+    int16_t scaleFactor = 1;
+    std::vector<int32_t> samples;  // sample i is samples[i - 1]
+  };
+
+  // The record at a 1-based index; raises 9 outside the records.
+  const ScaleFactorRecord& Record(int32_t nScaleIndex) const;
+  ScaleFactorRecord& Record(int32_t nScaleIndex);
+
+  std::vector<ScaleFactorRecord> records_;
+};
+
+}  // namespace tarnvik

@@ -36,7 +36,7 @@ class CKeyEventsBlock {
   // Library-internal: the block body (indexed from 1) in and out. Parse replaces the
   // events and assigns every field through its property, so the event rules apply
   // while loading. A positive reflectance in a file is read as its negative, except
-  // 1000 and 2000 (and 0), which pass unchanged; Build writes reflectances as they are.
+  // 1000 and 2000, which pass unchanged; Build writes reflectances as they are.
   void Parse(ByteArray& body);
   ByteArray Build() const;
 

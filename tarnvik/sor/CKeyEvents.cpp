@@ -1,0 +1,7 @@
+#include "tarnvik/sor/CKeyEvents.h"
+
+namespace tarnvik {
+
+CKeyEvents::CKeyEvents() : KeyedCollection<CKeyEvent>("CKeyEvents") {}
+
+}  // namespace tarnvik

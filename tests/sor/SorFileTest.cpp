@@ -21,6 +21,8 @@ class SorFile : public TempDirTest {
   }
 };
 
+Bytes Prefix(const Bytes& b, std::size_t n) { return Bytes(b.data(), b.data() + n); }
+
 Bytes KeyEventsBody() {
   BodyBuilder b;
   b.I16(2);
@@ -165,21 +167,21 @@ TEST_F(SorFile, TruncatedFilesNameWhatWasCut) {
   const Bytes valid = AssembleSor({{"GenParams", 100, DefaultGenParamsBody()},
                                    {"DataPts", 100, DataPtsBody({1, 2, 3, 4})}});
   const MapImage map = ReadMap(valid);
-  EXPECT_RAISES(CSORFile().LoadFromFile(Write("a.sor", Bytes(valid.begin(), valid.begin() + 5))), 62,
+  EXPECT_RAISES(CSORFile().LoadFromFile(Write("a.sor", Prefix(valid, 5))), 62,
                 "CSORFile:LoadFromFile()",
                 "Input past end of file while reading the Map Block: 8 bytes expected, 5 found.");
-  EXPECT_RAISES(CSORFile().LoadFromFile(Write("b.sor", Bytes(valid.begin(), valid.begin() + 20))), 62,
+  EXPECT_RAISES(CSORFile().LoadFromFile(Write("b.sor", Prefix(valid, 20))), 62,
                 "CSORFile:LoadFromFile()",
                 "Input past end of file while reading the Map Block: " + std::to_string(map.mapSize - 8) +
                     " bytes expected, 12 found.");
   const std::size_t dataStart = static_cast<std::size_t>(map.mapSize) + 24;
-  EXPECT_RAISES(CSORFile().LoadFromFile(Write("c.sor", Bytes(valid.begin(), valid.begin() + dataStart + 5))), 62,
+  EXPECT_RAISES(CSORFile().LoadFromFile(Write("c.sor", Prefix(valid, dataStart + 5))), 62,
                 "CSORFile:LoadFromFile()",
                 "Input past end of file while reading block \"DataPts\": 20 bytes expected, 5 found.");
 
   // Every shorter prefix of the file fails with a numbered error, none crashes.
   for (std::size_t n = 0; n < valid.size(); ++n) {
-    const Raised r = Capture([&] { CSORFile().LoadFromFile(Write("p.sor", Bytes(valid.begin(), valid.begin() + n)), true); });
+    const Raised r = Capture([&] { CSORFile().LoadFromFile(Write("p.sor", Prefix(valid, n)), true); });
     EXPECT_TRUE(r.raised) << n;
     EXPECT_GT(r.number, 0) << n;
   }

@@ -54,7 +54,7 @@ std::shared_ptr<CSORFile> BuildSample() {
     double level = 5000 + km * 200;           // 0.2 dB/km
     if (km > 12.0) level += 150;              // splice loss
     if (km > 25.0) level += 500;              // connector loss
-    if (std::fabs(km - 25.0) < 0.03) level -= 14000;  // connector reflection
+    if (std::fabs(km - 25.0) < 0.03) level -= 8000;   // connector reflection
     if (km > 38.0) level = 60000 - (i % 7) * 300;     // noise after the end
     data->SetDataPoints(1, i, static_cast<int32_t>(std::lround(level)));
   }

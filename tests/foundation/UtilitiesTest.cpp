@@ -133,17 +133,17 @@ TEST(KeyedCollectionTest, PositionsKeysAndErrors) {
 TEST(EventTest, HandlersRunInOrderAndCanDisconnect) {
   Event<int, const std::string&> event;
   std::vector<std::string> calls;
-  const auto first = event.Connect([&](int n, const std::string& s) { calls.push_back("a" + std::to_string(n) + s); });
+  const auto first = event.Connect([&](int n, const std::string& s) { calls.push_back(std::to_string(n) + "a" + s); });
   Event<int, const std::string&>::ConnectionId second = 0;
   second = event.Connect([&](int n, const std::string&) {
-    calls.push_back("b" + std::to_string(n));
+    calls.push_back(std::to_string(n) + "b");
     event.Disconnect(second);  // a handler may disconnect itself while the event runs
   });
   event.Raise(1, "x");
   event.Raise(2, "y");
   event.Disconnect(first);
   event.Raise(3, "z");
-  EXPECT_EQ(calls, (std::vector<std::string>{"a1x", "b1", "a2y"}));
+  EXPECT_EQ(calls, (std::vector<std::string>{"1ax", "1b", "2ay"}));
   EXPECT_EQ(event.HandlerCount(), 0u);
 }
 

@@ -12,6 +12,7 @@
 #include "tarnvik/foundation/modFileUtil.h"
 #include "tarnvik/foundation/modMain.h"
 #include "tarnvik/foundation/FileIO.h"
+#include "tarnvik/foundation/IndexedArray.h"
 #include "tarnvik/sor/CBlock.h"
 #include "tarnvik/sor/CBlocks.h"
 #include "tarnvik/sor/CCRC.h"

@@ -51,7 +51,7 @@ void CDataPointsBlock::SetScaleFactor(int32_t nScaleIndex, int16_t value) {
 
 int32_t CDataPointsBlock::NumDataPointsForScaleFactor(int32_t nScaleIndex) const {
   return Guarded(kModule, "Get NumDataPointsForScaleFactor()", [&] {
-    return ToInt32(static_cast<double>(Record(nScaleIndex).samples.size()));
+    return Record(nScaleIndex).samples.Count();
   });
 }
 
@@ -62,31 +62,26 @@ void CDataPointsBlock::SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32
       Raise(err::InvalidCall,
             "NumDataPointsForScaleFactor cannot be negative. " + std::to_string(value) + " is not allowed.");
     }
-    // A fresh vector, so that emptying a record also gives its memory back.
-    record.samples = std::vector<int32_t>(static_cast<std::size_t>(value));
+    record.samples.Reset(value);
   });
 }
 
 int32_t CDataPointsBlock::DataPoints(int32_t nScaleIndex, int32_t lIndex) const {
   return Guarded(kModule, "Get DataPoints()", [&] {
-    const std::vector<int32_t>& samples = Record(nScaleIndex).samples;
-    if (lIndex < 1 || static_cast<std::size_t>(lIndex) > samples.size()) Raise(err::SubscriptOutOfRange);
-    return samples[static_cast<std::size_t>(lIndex) - 1];
+    return Record(nScaleIndex).samples[lIndex];
   });
 }
 
 void CDataPointsBlock::SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value) {
   Guarded(kModule, "Let DataPoints()", [&] {
-    std::vector<int32_t>& samples = Record(nScaleIndex).samples;
-    if (lIndex < 1 || static_cast<std::size_t>(lIndex) > samples.size()) Raise(err::SubscriptOutOfRange);
-    samples[static_cast<std::size_t>(lIndex) - 1] = value;
+    Record(nScaleIndex).samples[lIndex] = value;
   });
 }
 
 int32_t CDataPointsBlock::TotalNumberofDataPoints() const {
   return Guarded(kModule, "Get TotalNumberofDataPoints()", [&] {
     int64_t total = 0;
-    for (const ScaleFactorRecord& record : records_) total += static_cast<int64_t>(record.samples.size());
+    for (const ScaleFactorRecord& record : records_) total += record.samples.Count();
     return ToInt32(static_cast<double>(total));
   });
 }
@@ -123,7 +118,7 @@ int32_t CDataPointsBlock::Parse(ByteArray& body) {
 ByteArray CDataPointsBlock::Build() const {
   int64_t size = kHeaderSize;
   for (const ScaleFactorRecord& record : records_) {
-    size += kRecordHeaderSize + 2 * static_cast<int64_t>(record.samples.size());
+    size += kRecordHeaderSize + 2 * static_cast<int64_t>(record.samples.Count());
   }
   // Positions in a body are 16-bit: a larger body could never be written completely, so
   // fail with the codec's overflow before setting aside room for it.
@@ -133,7 +128,7 @@ ByteArray CDataPointsBlock::Build() const {
     w.Signed(total, 4);
     w.Signed(NumberScaleFactorsUsed(), 2);
     for (const ScaleFactorRecord& record : records_) {
-      w.Signed(static_cast<double>(record.samples.size()), 4);
+      w.Signed(record.samples.Count(), 4);
       w.Signed(record.scaleFactor, 2);
       for (const int32_t sample : record.samples) w.Unsigned(sample, 2);
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
+#include "tarnvik/foundation/IndexedArray.h"
 
 namespace tarnvik {
 
@@ -45,7 +46,7 @@ class CDataPointsBlock {
 
   struct ScaleFactorRecord {
     int16_t scaleFactor = 1;
-    std::vector<int32_t> samples;  // sample i is samples[i - 1]
+    IndexedArray<int32_t> samples;
   };
 
   // The record at a 1-based index; raises 9 outside the records.

@@ -22,23 +22,19 @@ COrvik2Block::COrvik2Block(int32_t revision) : revision_(revision), events_(std:
 
 void COrvik2Block::SetCursorCount(int16_t value) {
   Guarded(kModule, "Let CursorCount()", [&] {
-    if (value < 0) Raise(err::SubscriptOutOfRange);
-    cursorLocations_.resize(static_cast<std::size_t>(value), 0);
-    cursorCount_ = value;
+    cursorLocations_.Resize(value);
   });
 }
 
 int32_t COrvik2Block::CursorLocation(int32_t Index) const {
   return Guarded(kModule, "Get CursorLocation()", [&] {
-    if (Index < 1 || Index > cursorCount_) Raise(err::SubscriptOutOfRange);
-    return cursorLocations_[static_cast<std::size_t>(Index - 1)];
+    return cursorLocations_[Index];
   });
 }
 
 void COrvik2Block::SetCursorLocation(int32_t Index, int32_t value) {
   Guarded(kModule, "Let CursorLocation()", [&] {
-    if (Index < 1 || Index > cursorCount_) Raise(err::SubscriptOutOfRange);
-    cursorLocations_[static_cast<std::size_t>(Index - 1)] = value;
+    cursorLocations_[Index] = value;
   });
 }
 
@@ -105,13 +101,13 @@ void COrvik2Block::Parse(ByteArray& body) {
 }
 
 ByteArray COrvik2Block::Build() const {
-  int64_t size = TextFieldSize(blockID_) + 4 + int64_t{kCursorSize} * cursorCount_;
+  int64_t size = TextFieldSize(blockID_) + 4 + int64_t{kCursorSize} * CursorCount();
   for (const auto& event : *events_) size += kEventFixedSize + TextFieldSize(event->Comment());
   if (HasLastChangedBy()) size += 2;
   if (HasFiberID()) size += 2;
   return BuildBody(kBlockName, ToInt32(static_cast<double>(size)), [&](BlockWriter& w) {
     w.Text(blockID_);
-    w.Signed(cursorCount_, 2);
+    w.Signed(CursorCount(), 2);
     for (const int32_t location : cursorLocations_) w.Signed(location, kCursorSize);
     w.Signed(events_->Count(), 2);
     for (const auto& event : *events_) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
+#include "tarnvik/foundation/IndexedArray.h"
 #include "tarnvik/sor/CKeyEvents.h"
 
 namespace tarnvik {
@@ -27,7 +28,7 @@ class COrvik2Block {
 
   // Writing resizes the cursors to 1..value, keeping those that still fit (new ones
   // are 0). A negative count cannot dimension the cursors and raises 9.
-  int16_t CursorCount() const { return cursorCount_; }
+  int16_t CursorCount() const { return static_cast<int16_t>(cursorLocations_.Count()); }
   void SetCursorCount(int16_t value);
   // Index 1..CursorCount; any other index raises 9.
   int32_t CursorLocation(int32_t Index) const;
@@ -66,8 +67,7 @@ class COrvik2Block {
 
   int32_t revision_;
   std::string blockID_ = "Orvik2";
-  int16_t cursorCount_ = 0;
-  std::vector<int32_t> cursorLocations_;
+  IndexedArray<int32_t> cursorLocations_;
   std::shared_ptr<CKeyEvents> events_;
   int16_t lastChangedBy_ = 0;
   int16_t fiberID_ = 0;

@@ -13,23 +13,19 @@ constexpr const char* kBlockName = "Orvik";
 
 void COrvikBlock::SetEventCount(int16_t value) {
   Guarded(kModule, "Let EventCount()", [&] {
-    if (value < 0) Raise(err::SubscriptOutOfRange);
-    eventLevels_.resize(static_cast<std::size_t>(value), 0);
-    eventCount_ = value;
+    eventLevels_.Resize(value);
   });
 }
 
 int32_t COrvikBlock::EventLevels(int32_t Index) const {
   return Guarded(kModule, "Get EventLevels()", [&] {
-    if (Index < 1 || Index > eventCount_) Raise(err::SubscriptOutOfRange);
-    return eventLevels_[static_cast<std::size_t>(Index - 1)];
+    return eventLevels_[Index];
   });
 }
 
 void COrvikBlock::SetEventLevels(int32_t Index, int32_t value) {
   Guarded(kModule, "Let EventLevels()", [&] {
-    if (Index < 1 || Index > eventCount_) Raise(err::SubscriptOutOfRange);
-    eventLevels_[static_cast<std::size_t>(Index - 1)] = value;
+    eventLevels_[Index] = value;
   });
 }
 
@@ -41,26 +37,26 @@ void COrvikBlock::Parse(ByteArray& body, const CKeyEventsBlock* keyEvents) {
     // Both cursors were read, so the body has at least 8 bytes and the count is not
     // negative; an odd byte rounds half to even.
     SetEventCount(ToInt16((static_cast<double>(size) - 8) / 2));
-    if (keyEvents != nullptr && keyEvents->KeyEvents()->Count() == eventCount_) {
-      for (int32_t i = 1; i <= eventCount_; ++i) SetEventLevels(i, ToInt32(r.Unsigned(2)));
+    if (keyEvents != nullptr && keyEvents->KeyEvents()->Count() == EventCount()) {
+      for (int32_t i = 1; i <= EventCount(); ++i) SetEventLevels(i, ToInt32(r.Unsigned(2)));
       return;
     }
     if (keyEvents == nullptr) Raise(err::ObjectNotSet);
     SetEventCount(ToInt16(keyEvents->KeyEvents()->Count()));
-    for (int32_t i = 1; i <= eventCount_; ++i) SetEventLevels(i, 0);
+    for (int32_t i = 1; i <= EventCount(); ++i) SetEventLevels(i, 0);
   });
 }
 
 ByteArray COrvikBlock::Build(const CKeyEventsBlock* keyEvents) const {
   if (keyEvents == nullptr) Raise(err::ObjectNotSet);
-  const int32_t size = 8 + 2 * static_cast<int32_t>(eventCount_);
+  const int32_t size = 8 + 2 * static_cast<int32_t>(EventCount());
   const int32_t levels = keyEvents->KeyEvents()->Count();
   return BuildBody(kBlockName, size, [&](BlockWriter& w) {
     w.Signed(aCursorLoc_, 4);
     w.Signed(bCursorLoc_, 4);
     // More key events than levels would run past the body: report it as the size
     // mismatch it is, with what would have been inserted.
-    if (levels > eventCount_) {
+    if (levels > EventCount()) {
       detail::CheckInserted(kBlockName, size, 9 + 2 * levels);
     }
     for (int32_t i = 1; i <= levels; ++i) w.Unsigned(EventLevels(i), 2);

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
+#include "tarnvik/foundation/IndexedArray.h"
 
 namespace tarnvik {
 
@@ -23,7 +24,7 @@ class COrvikBlock {
 
   // Writing resizes the levels to 1..value, keeping those that still fit (new ones are
   // 0). A negative count cannot dimension the levels and raises 9.
-  int16_t EventCount() const { return eventCount_; }
+  int16_t EventCount() const { return static_cast<int16_t>(eventLevels_.Count()); }
   void SetEventCount(int16_t value);
   // Index 1..EventCount; any other index raises 9.
   int32_t EventLevels(int32_t Index) const;
@@ -47,8 +48,7 @@ class COrvikBlock {
 
   int32_t aCursorLoc_ = 0;
   int32_t bCursorLoc_ = 0;
-  int16_t eventCount_ = 0;
-  std::vector<int32_t> eventLevels_;
+  IndexedArray<int32_t> eventLevels_;
 };
 
 }  // namespace tarnvik

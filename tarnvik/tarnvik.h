@@ -10,6 +10,7 @@
 #include "tarnvik/foundation/modByteArrays.h"
 #include "tarnvik/foundation/modErrors.h"
 #include "tarnvik/foundation/modFileUtil.h"
+#include "tarnvik/foundation/NumberText.h"
 #include "tarnvik/foundation/modMain.h"
 #include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/IndexedArray.h"

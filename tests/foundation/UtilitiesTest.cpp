@@ -11,6 +11,7 @@
 #include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/KeyedCollection.h"
 #include "tarnvik/foundation/modFileUtil.h"
+#include "tarnvik/foundation/NumberText.h"
 #include "tarnvik/foundation/modMain.h"
 
 namespace tarnvik::testing {
@@ -145,6 +146,21 @@ TEST(EventTest, HandlersRunInOrderAndCanDisconnect) {
   event.Raise(3, "z");
   EXPECT_EQ(calls, (std::vector<std::string>{"1ax", "1b", "2ay"}));
   EXPECT_EQ(event.HandlerCount(), 0u);
+}
+
+}  // namespace
+}  // namespace tarnvik::testing
+
+namespace tarnvik::testing {
+namespace {
+
+TEST(NumberTextTest, ShortestFormThatReadsBack) {
+  EXPECT_EQ(NumberText(0.0f), "0");
+  EXPECT_EQ(NumberText(-45.2f), "-45.2");
+  EXPECT_EQ(NumberText(0.1f), "0.1");
+  EXPECT_EQ(NumberText(1.0210915f), "1.0210915");
+  EXPECT_EQ(NumberText(3.0), "3");
+  EXPECT_EQ(NumberText(0.1), "0.1");
 }
 
 }  // namespace

@@ -209,6 +209,14 @@ TEST(AnalyzeComputeLoss, RightLevelMoreThanOneDbOffIsReplacedBySample) {
   EXPECT_EQ(left, 100);
   EXPECT_EQ(analyze.ComputeLoss(trace, 40, 40, 8, 160, LOSS_Other, left), -100);
   EXPECT_EQ(left, 100);
+
+  // The 1 dB bounds are inclusive on both sides.
+  const auto edges = TraceOf({-1000, -1001, 1000, 1001});
+  left = 0;
+  EXPECT_EQ(analyze.ComputeLoss(edges, 8, 8, 0, 0, LOSS_Other, left), 0);
+  EXPECT_EQ(analyze.ComputeLoss(edges, 8, 16, 0, 0, LOSS_Other, left), -1001);
+  EXPECT_EQ(analyze.ComputeLoss(edges, 8, 24, 0, 0, LOSS_Other, left), 0);
+  EXPECT_EQ(analyze.ComputeLoss(edges, 8, 32, 0, 0, LOSS_Other, left), 1001);
 }
 
 TEST(AnalyzeComputeLoss, Errors) {

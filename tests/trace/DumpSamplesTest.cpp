@@ -80,8 +80,15 @@ TEST_F(DumpSamplesTest, FailuresKeepWhatWasWritten) {
   EXPECT_RAISES(trace->DumpSamples(Path("bad.txt"), 2), 10001, "CTrace:DumpSamples()",
                 "Unrecognized Distance Unit: 6");
   EXPECT_EQ(Read("bad.txt"), kHeader2);
-  trace->DumpSamples(Path("fine.txt"), 1);  // styles without distances do not convert
-  EXPECT_EQ(Read("fine.txt").substr(0, 15), kHeader1 + std::string("1"));
+  // So does a trace without a group index, when distances go back to QRD.
+  auto flat = std::make_shared<CTrace>();
+  flat->SetAquisitionRange(8);
+  flat->SetSamples(4);
+  flat->SetDistanceUnits(DU_Kilometers);
+  EXPECT_RAISES(flat->DumpSamples(Path("flat.txt"), 2), 11, "CTrace:DumpSamples()", "Division by zero");
+  EXPECT_EQ(Read("flat.txt"), kHeader2);
+  flat->DumpSamples(Path("flat.txt"), 1);  // styles without distances do not convert
+  EXPECT_EQ(Read("flat.txt"), std::string(kHeader1) + "1,0\r\n2,0\r\n3,0\r\n4,0\r\n");
 
   // A trace of more than 32767 samples overflows the 16-bit sample index.
   auto huge = std::make_shared<CTrace>();

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -15,47 +16,54 @@ class Event {
   using Handler = std::function<void(Args...)>;
   using ConnectionId = uint64_t;
 
-  Event() = default;
+  Event() : state_(std::make_shared<State>()) {}
   Event(const Event&) = delete;
   Event& operator=(const Event&) = delete;
 
   ConnectionId Connect(Handler handler) {
-    const ConnectionId id = ++lastId_;
-    handlers_.emplace_back(id, std::move(handler));
+    const ConnectionId id = ++state_->lastId;
+    state_->handlers.emplace_back(id, std::move(handler));
     return id;
   }
 
   void Disconnect(ConnectionId id) {
-    for (auto it = handlers_.begin(); it != handlers_.end(); ++it) {
+    auto& handlers = state_->handlers;
+    for (auto it = handlers.begin(); it != handlers.end(); ++it) {
       if (it->first == id) {
-        handlers_.erase(it);
+        handlers.erase(it);
         return;
       }
     }
   }
 
-  // A handler may connect or disconnect handlers while the event is being raised; the
-  // ones connected when Raise started are called unless disconnected before their turn.
+  // A handler may connect or disconnect handlers, or even destroy the object that owns
+  // this event, while it is being raised: the handlers connected when Raise started are
+  // called unless disconnected before their turn, and the handler list stays alive until
+  // Raise returns.
   void Raise(Args... args) const {
-    if (handlers_.empty()) return;
-    const auto snapshot = handlers_;
+    if (state_->handlers.empty()) return;
+    const std::shared_ptr<State> state = state_;
+    const auto snapshot = state->handlers;
     for (const auto& [id, handler] : snapshot) {
-      if (IsConnected(id) && handler) handler(args...);
+      if (state->IsConnected(id) && handler) handler(args...);
     }
   }
 
-  std::size_t HandlerCount() const { return handlers_.size(); }
+  std::size_t HandlerCount() const { return state_->handlers.size(); }
 
  private:
-  bool IsConnected(ConnectionId id) const {
-    for (const auto& entry : handlers_) {
-      if (entry.first == id) return true;
+  struct State {
+    std::vector<std::pair<ConnectionId, Handler>> handlers;
+    ConnectionId lastId = 0;
+    bool IsConnected(ConnectionId id) const {
+      for (const auto& entry : handlers) {
+        if (entry.first == id) return true;
+      }
+      return false;
     }
-    return false;
-  }
+  };
 
-  std::vector<std::pair<ConnectionId, Handler>> handlers_;
-  ConnectionId lastId_ = 0;
+  std::shared_ptr<State> state_;
 };
 
 }  // namespace tarnvik

@@ -18,8 +18,14 @@ constexpr double kMetresPerQRDInVacuum = 1.49896229;
 constexpr double kFeetPerMetre = 3.280839;
 constexpr double kMetresPerMile = 1609.35;
 
-void CheckRange(double value, double low, double high, const char* description) {
+void CheckRange(int32_t value, int32_t low, int32_t high, const char* description) {
   if (value < low || value > high) Raise(err::InvalidCall, description);
+}
+
+// Float bounds are compared as floats, so that a bound itself (65.535 dB, the largest
+// threshold a file can carry) is accepted although its float is a hair beyond it.
+void CheckRange(float value, float low, float high, const char* description) {
+  if (!(value >= low && value <= high)) Raise(err::InvalidCall, description);
 }
 
 // A float result the platform could not hold is an overflow, not an infinity.
@@ -192,7 +198,7 @@ void CTrace::SetPowerOffsetFirstPoint(int32_t value) {
 
 void CTrace::SetReflectanceThreshold(float value) {
   Guarded(kModule, "Let ReflectanceThreshold()", [&] {
-    if (!(value >= -65.535 && value <= 0)) {
+    if (!(value >= -65.535f && value <= 0.0f)) {
       Raise(err::InvalidCall, "Reflectance Threshold must be between 0 and -65.535. \"" + NumberText(value) +
                                   "\" is not allowed.");
     }
@@ -202,14 +208,14 @@ void CTrace::SetReflectanceThreshold(float value) {
 
 void CTrace::SetEndofFiberThreshold(float value) {
   Guarded(kModule, "Let EndofFiberThreshold()", [&] {
-    CheckRange(value, 0, 65.535, "End of Fiber Threshold must be between 0 and 65.535");
+    CheckRange(value, 0.0f, 65.535f, "End of Fiber Threshold must be between 0 and 65.535");
     SetOnChange(endofFiberThreshold_, value);
   });
 }
 
 void CTrace::SetLossThreshold(float value) {
   Guarded(kModule, "Let LossThreshold()", [&] {
-    CheckRange(value, 0, 65.535, "Loss Threshold must be between 0 and 65.535");
+    CheckRange(value, 0.0f, 65.535f, "Loss Threshold must be between 0 and 65.535");
     SetOnChange(lossThreshold_, value);
   });
 }
@@ -221,7 +227,7 @@ void CTrace::SetEventEndLoss(float value) {
 
 void CTrace::SetEventORL(float value) {
   Guarded(kModule, "Let EventORL()", [&] {
-    CheckRange(value, 0, 65.535, "Event ORL must be between 0 and 65.535");
+    CheckRange(value, 0.0f, 65.535f, "Event ORL must be between 0 and 65.535");
     SetOnChange(eventORL_, value);
   });
 }

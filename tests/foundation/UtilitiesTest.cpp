@@ -165,3 +165,25 @@ TEST(NumberTextTest, ShortestFormThatReadsBack) {
 
 }  // namespace
 }  // namespace tarnvik::testing
+
+namespace tarnvik::testing {
+namespace {
+
+TEST(EventTest, AHandlerMayDestroyTheObjectRaisingTheEvent) {
+  struct Owner {
+    Event<> changed;
+  };
+  auto owner = std::make_unique<Owner>();
+  int calls = 0;
+  owner->changed.Connect([&] {
+    ++calls;
+    owner.reset();  // the event's owner is gone while the event is still being raised
+  });
+  owner->changed.Connect([&] { ++calls; });
+  owner->changed.Raise();
+  EXPECT_EQ(calls, 2);
+  EXPECT_EQ(owner, nullptr);
+}
+
+}  // namespace
+}  // namespace tarnvik::testing

@@ -54,8 +54,10 @@ TEST(Trace, RangeRulesKeepTheOldValue) {
   EXPECT_RAISES(trace.SetReflectanceThreshold(0.5f), 5, "CTrace:Let ReflectanceThreshold()",
                 "Reflectance Threshold must be between 0 and -65.535. \"0.5\" is not allowed.");
   EXPECT_EQ(trace.ReflectanceThreshold(), -40.5f);
-  trace.SetReflectanceThreshold(-65.535f);
+  trace.SetReflectanceThreshold(-65.535f);  // the bounds are inclusive
   trace.SetReflectanceThreshold(0.0f);
+  trace.SetLossThreshold(65.535f);
+  trace.SetEventORL(65.535f);
 
   EXPECT_RAISES(trace.SetFiberNumber(65536), 5, "CTrace:Let FiberNumber()", "Fiber Number must be between 0 and 65535");
   EXPECT_RAISES(trace.SetNoiseFloorLevel(-1), 5, "CTrace:Let NoiseFloorLevel()",
@@ -156,10 +158,11 @@ TEST(Trace, Conversions) {
   trace.SetGroupIndex(146800);
   EXPECT_EQ(trace.AdjustedIOR(), 1.0210915f);
   EXPECT_EQ(trace.QRDToDisplayDist(1000, DU_Kilometers), 1.0210915f);
-  EXPECT_EQ(trace.QRDToDisplayDist(1000, DU_Meters), 1021.0915f);
-  EXPECT_FLOAT_EQ(trace.QRDToDisplayDist(1000, DU_Feet), 1021.0915f * 3.280839f);
-  EXPECT_FLOAT_EQ(trace.QRDToDisplayDist(1000, DU_Miles), 1021.0915f / 1609.35f);
-  EXPECT_FLOAT_EQ(trace.QRDToDisplayDist(1000, DU_Kilofeet), 1021.0915f * 3.280839f / 1000);
+  const float metres = 1000.0f * trace.AdjustedIOR();  // the product is formed as a float
+  EXPECT_EQ(trace.QRDToDisplayDist(1000, DU_Meters), metres);
+  EXPECT_EQ(trace.QRDToDisplayDist(1000, DU_Feet), static_cast<float>(metres * 3.280839));
+  EXPECT_EQ(trace.QRDToDisplayDist(1000, DU_Miles), static_cast<float>(metres / 1609.35));
+  EXPECT_EQ(trace.QRDToDisplayDist(1000, DU_Kilofeet), static_cast<float>(metres * 3.280839 / 1000));
   for (EnumDistanceUnits u : {DU_Kilometers, DU_Feet, DU_Meters, DU_Miles, DU_Kilofeet}) {
     EXPECT_NEAR(trace.DisplayDistToQRD(trace.QRDToDisplayDist(2500, u), u), 2500.0f, 0.01f) << u;
   }

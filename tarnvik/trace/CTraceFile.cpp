@@ -44,13 +44,11 @@ struct Between {  // an integer range, inclusive
   int64_t low;
   int64_t high;
 };
-// A float range, inclusive, checked as the property's Let checks it: the float's exact
-// value against decimal bounds (so -65.535f, just below -65.535, is out), with a NaN let
-// through by all but ReflectanceThreshold's Let and here by all, so that every value a
-// trace can hold loads again.
+// A float range, inclusive, checked as the property's Let checks it: as floats, so that
+// a bound (65.535f) is in; NaN is out.
 struct FloatBetween {
-  double low;
-  double high;
+  float low;
+  float high;
 };
 struct MaxChars {  // a text of at most this many characters
   std::size_t count;
@@ -109,11 +107,11 @@ struct TwoCharsOrNone {};  // exactly two characters, or the new trace's empty t
   P("NoiseFloorLevel", noiseFloorLevel_, (Between{0, 65535}))                    \
   P("NoiseFloorScaleFactor", noiseFloorScaleFactor_, Whole{})                    \
   P("PowerOffsetFirstPoint", powerOffsetFirstPoint_, (Between{0, 65535}))        \
-  P("ReflectanceThreshold", reflectanceThreshold_, (FloatBetween{-65.535, 0}))  \
-  P("EndofFiberThreshold", endofFiberThreshold_, (FloatBetween{0, 65.535}))     \
-  P("LossThreshold", lossThreshold_, (FloatBetween{0, 65.535}))                 \
+  P("ReflectanceThreshold", reflectanceThreshold_, (FloatBetween{-65.535f, 0}))  \
+  P("EndofFiberThreshold", endofFiberThreshold_, (FloatBetween{0, 65.535f}))     \
+  P("LossThreshold", lossThreshold_, (FloatBetween{0, 65.535f}))                 \
   P("EventEndLoss", eventEndLoss_, Whole{})                                      \
-  P("EventORL", eventORL_, (FloatBetween{0, 65.535}))                           \
+  P("EventORL", eventORL_, (FloatBetween{0, 65.535f}))                           \
   P("MainFrameID", mainFrameID_, Whole{})                                        \
   P("ModuleID", moduleID_, Whole{})                                              \
   P("SupplierName", supplierName_, Whole{})                                      \
@@ -380,9 +378,9 @@ void Read(const Json& value, const std::string& path, Enum& target, Whole) {
 void Read(const Json& value, const std::string& path, float& target, Whole) { target = FloatFrom(value, path); }
 void Read(const Json& value, const std::string& path, float& target, FloatBetween range) {
   const float number = FloatFrom(value, path);
-  const auto exact = static_cast<double>(number);
-  if (exact < range.low || exact > range.high) {
-    BadField(path, "is out of range: " + NumberText(exact) + " (allowed " + NumberText(range.low) + " to " +
+  if (!(number >= range.low && number <= range.high)) {
+    const std::string shown = std::isfinite(number) ? NumberText(number) : NonFiniteText(number);
+    BadField(path, "is out of range: " + shown + " (allowed " + NumberText(range.low) + " to " +
                        NumberText(range.high) + ")");
   }
   target = number;

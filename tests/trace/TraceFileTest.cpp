@@ -101,9 +101,8 @@ void FillTrace(CTrace& t) {
   t.SetNoiseFloorLevel(65000);
   t.SetNoiseFloorScaleFactor(-2);
   t.SetPowerOffsetFirstPoint(1);
-  // The extreme floats the Lets accept: -65.535f and 65.535f themselves lie just outside.
-  t.SetReflectanceThreshold(std::nextafter(-65.535f, 0.0f));
-  t.SetEndofFiberThreshold(std::nextafter(65.535f, 0.0f));
+  t.SetReflectanceThreshold(-65.535f);
+  t.SetEndofFiberThreshold(65.535f);
   t.SetLossThreshold(0.1f);
   t.SetEventEndLoss(FLT_MAX);
   t.SetEventORL(std::numeric_limits<float>::denorm_min());
@@ -259,7 +258,7 @@ TEST_F(TraceFile, SavedFileIsTheDocumentedJson) {
   // Floats as the shortest decimal of the float itself; what JSON cannot hold as a string.
   for (const char* expected :
        {"\"XAxisScaleFactor\": 0.1,", "\"ActualWavelength\": 1e-40,", "\"BackScatterCoefficient\": -0.0,",
-        "\"EventEndLoss\": 3.4028235e+38,", "\"ReflectanceThreshold\": -65.534996,", "\"EventORL\": 1e-45,",
+        "\"EventEndLoss\": 3.4028235e+38,", "\"ReflectanceThreshold\": -65.535,", "\"EventORL\": 1e-45,",
         "\"TimeStamp\": 45000.123456789,", "{\"QRD\":\"NaN:0xFFC00123\",\"Level\":\"Infinity\"}",
         "\"Reflectance\":\"-Infinity\"", "\"FarRightLSAQRD\":0.33333334,",
         "\"CableID\": \"G\xC3\xB6teborg \xE6\x9D\xB1\xE4\xBA\xAC", "\"FileName\": \"C:\\\\traces\\\\\\\"odd\\\"\\tname\\n.trc\""}) {
@@ -337,8 +336,10 @@ TEST_F(TraceFile, BadFilesGiveNumberedErrorsNamingTheProblem) {
                 field + "\"properties.LanguageCode\" must be two characters (or empty)");
   expectFailure(edited([](Json& d) { d["properties"]["ReflectanceThreshold"] = 0.5; }), 10512,
                 field + "\"properties.ReflectanceThreshold\" is out of range: 0.5 (allowed -65.535 to 0)");
-  expectFailure(edited([](Json& d) { d["properties"]["EventORL"] = 65.535; }), 10512,
-                field + "\"properties.EventORL\" is out of range: 65.53500366210938 (allowed 0 to 65.535)");
+  expectFailure(edited([](Json& d) { d["properties"]["EventORL"] = 65.536; }), 10512,
+                field + "\"properties.EventORL\" is out of range: 65.536 (allowed 0 to 65.535)");
+  expectFailure(edited([](Json& d) { d["properties"]["LossThreshold"] = "NaN"; }), 10512,
+                field + "\"properties.LossThreshold\" is out of range: NaN (allowed 0 to 65.535)");
   expectFailure(edited([](Json& d) { d["properties"]["XAxisScaleFactor"] = 3.4028235677973366e38; }), 10512,
                 field + "\"properties.XAxisScaleFactor\" is out of range for a 32-bit float");
   expectFailure(edited([](Json& d) { d["properties"]["XAxisScaleFactor"] = "NaN:0x7F800000"; }), 10512,

@@ -4,6 +4,7 @@
 //
 // A load reads and checks the whole document into a scratch trace before it touches this
 // one, so a file that fails leaves the trace exactly as it was.
+#include <algorithm>
 #include <bit>
 #include <cfloat>
 #include <charconv>
@@ -11,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
+#include <optional>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -212,33 +214,43 @@ void Put(OrderedJson& object, const char* key, Enum value) {
   object[key] = static_cast<int32_t>(value);
 }
 
-// The document as text: one property, event or cursor a line, the samples on one line,
-// so that a file is readable and diffs well without costing a line per sample.
-std::string Layout(const OrderedJson& document) {
-  std::string out = "{\n";
-  bool firstKey = true;
+// The document as text: one property, event or cursor a line, then the samples on one
+// line, so that a file is readable and diffs well without costing a line per sample. The
+// samples go straight from the array to the text: as JSON values they would cost a
+// large share of a save.
+std::string Layout(const OrderedJson& document, const IndexedArray<int32_t>& samples) {
+  std::string out;
+  out.reserve(4096 + static_cast<std::size_t>(samples.Count()) * 12);
+  out += "{\n";
   for (const auto& [key, value] : document.items()) {
-    if (!firstKey) out += ",\n";
-    firstKey = false;
     out += "  " + OrderedJson(key).dump() + ": ";
     const bool objectLines = value.is_object() && !value.empty();
     const bool elementLines = value.is_array() && !value.empty() && value.front().is_structured();
     if (!objectLines && !elementLines) {
       out += value.dump();
-      continue;
+    } else {
+      out += objectLines ? "{\n" : "[\n";
+      bool firstItem = true;
+      for (const auto& [itemKey, item] : value.items()) {
+        if (!firstItem) out += ",\n";
+        firstItem = false;
+        out += "    ";
+        if (objectLines) out += OrderedJson(itemKey).dump() + ": ";
+        out += item.dump();
+      }
+      out += objectLines ? "\n  }" : "\n  ]";
     }
-    out += objectLines ? "{\n" : "[\n";
-    bool firstItem = true;
-    for (const auto& [itemKey, item] : value.items()) {
-      if (!firstItem) out += ",\n";
-      firstItem = false;
-      out += "    ";
-      if (objectLines) out += OrderedJson(itemKey).dump() + ": ";
-      out += item.dump();
-    }
-    out += objectLines ? "\n  }" : "\n  ]";
+    out += ",\n";
   }
-  out += "\n}\n";
+  out += "  \"samples\": [";
+  char number[16];
+  bool firstSample = true;
+  for (const int32_t sample : samples) {
+    if (!firstSample) out += ',';
+    firstSample = false;
+    out.append(number, std::to_chars(number, number + sizeof number, sample).ptr);
+  }
+  out += "]\n}\n";
   return out;
 }
 
@@ -404,6 +416,138 @@ void ReadMember(const Json& object, const std::string& objectPath, const char* k
   Read(Member(object, objectPath, key), objectPath + "." + key, target, limit);
 }
 
+// ---- The document, read in one pass ------------------------------------------------------
+
+// Builds the document as JSON values, except the elements of the root's "samples" array:
+// those go straight into 32-bit integers, since as JSON values they would cost most of a
+// load. The root keeps an empty "samples" array in their place, so the member's presence
+// and type are checked as every other's. The first element that is not a 32-bit integer
+// is kept, with its position, for the error that names it.
+class DocumentReader {
+ public:
+  Json& Document() { return root_; }
+  std::vector<int32_t>& Samples() { return samples_; }
+  const Json* BadSample() const { return badSampleIndex_ ? &badSample_ : nullptr; }
+  std::size_t BadSampleIndex() const { return *badSampleIndex_ - 1; }
+
+  // The SAX interface nlohmann's parser drives.
+  bool null() { return Value(Json(nullptr)); }
+  bool boolean(bool value) { return Value(Json(value)); }
+  bool number_integer(Json::number_integer_t value) {
+    if (InSampleList() && value >= INT32_MIN && value <= INT32_MAX) return Sample(static_cast<int32_t>(value));
+    return Value(Json(value));
+  }
+  bool number_unsigned(Json::number_unsigned_t value) {
+    if (InSampleList() && value <= INT32_MAX) return Sample(static_cast<int32_t>(value));
+    return Value(Json(value));
+  }
+  bool number_float(Json::number_float_t value, const std::string&) { return Value(Json(value)); }
+  bool string(std::string& value) { return Value(Json(std::move(value))); }
+  bool binary(Json::binary_t& value) { return Value(Json::binary(std::move(value))); }
+  bool start_object(std::size_t) { return Open(Json::object()); }
+  bool key(std::string& name) {
+    if (inSamples_) return true;
+    pendingMember_ = &(*open_.back())[name];
+    samplesNext_ = open_.size() == 1 && name == "samples";
+    return true;
+  }
+  bool end_object() { return Close(); }
+  bool start_array(std::size_t) {
+    if (samplesNext_ && !inSamples_) {
+      *pendingMember_ = Json::array();
+      samplesNext_ = false;
+      inSamples_ = true;
+      samples_.clear();
+      badSampleIndex_.reset();
+      return true;
+    }
+    return Open(Json::array());
+  }
+  bool end_array() {
+    if (inSamples_ && nested_ == 0) {
+      inSamples_ = false;
+      return true;
+    }
+    return Close();
+  }
+  template <class Exception>
+  bool parse_error(std::size_t, const std::string&, const Exception& e) {
+    throw e;
+  }
+
+ private:
+  bool InSampleList() const { return inSamples_ && nested_ == 0; }
+
+  bool Sample(int32_t value) {
+    samples_.push_back(value);
+    return true;
+  }
+
+  // A value that is not a sample: placed in the document, or inside the samples array
+  // kept as the first bad element, or (nested deeper there) dropped.
+  bool Value(Json value) {
+    if (inSamples_) {
+      if (nested_ == 0) BadElement(std::move(value));
+      return true;
+    }
+    Place(std::move(value));
+    return true;
+  }
+
+  bool Open(Json container) {
+    if (inSamples_) {
+      if (nested_ == 0) BadElement(container);
+      ++nested_;
+      return true;
+    }
+    open_.push_back(Place(std::move(container)));
+    return true;
+  }
+
+  bool Close() {
+    if (inSamples_) {
+      --nested_;
+      return true;
+    }
+    open_.pop_back();
+    return true;
+  }
+
+  void BadElement(Json value) {
+    samples_.push_back(0);  // keeps the count of elements, so the position is right
+    if (badSampleIndex_) return;
+    badSample_ = std::move(value);
+    badSampleIndex_ = samples_.size();
+  }
+
+  // An open container is only added to once its open child has closed, so the pointers
+  // in open_ stay valid.
+  Json* Place(Json value) {
+    samplesNext_ = false;
+    if (open_.empty()) {
+      root_ = std::move(value);
+      return &root_;
+    }
+    Json& parent = *open_.back();
+    if (parent.is_array()) {
+      parent.push_back(std::move(value));
+      return &parent.back();
+    }
+    *pendingMember_ = std::move(value);
+    return pendingMember_;
+  }
+
+  Json root_;
+  std::vector<Json*> open_;
+  Json* pendingMember_ = nullptr;
+  bool samplesNext_ = false;
+  bool inSamples_ = false;
+  std::size_t nested_ = 0;
+  std::vector<int32_t> samples_;
+  Json badSample_;
+  std::optional<std::size_t> badSampleIndex_;  // 1-based, so that 0 elements before is still set
+};
+
 // ---- Events ------------------------------------------------------------------------------
 
 OrderedJson EventsJson(const CEvents& events) {
@@ -495,10 +639,7 @@ void CTrace::SaveToFile(const std::string& sFilename) {
       cursors.push_back(std::move(cursor));
     }
 
-    OrderedJson samples = OrderedJson::array();
-    samples.get_ref<OrderedJson::array_t&>().reserve(static_cast<std::size_t>(dataPoints_.Count()));
-    for (const int32_t sample : dataPoints_) samples.push_back(sample);
-
+    // The samples are written by Layout, after these members.
     OrderedJson document = OrderedJson::object();
     document["format"] = kFormatName;
     document["version"] = kFormatVersion;
@@ -506,9 +647,8 @@ void CTrace::SaveToFile(const std::string& sFilename) {
     document["cursors"] = std::move(cursors);
     document["events"] = EventsJson(*events_);
     document["deletedEvents"] = EventsJson(*deletedEvents_);
-    document["samples"] = std::move(samples);
 
-    const std::string text = Layout(document);
+    const std::string text = Layout(document, dataPoints_);
     ReplaceFile(sFilename, std::vector<uint8_t>(text.begin(), text.end()));
   });
 }
@@ -521,15 +661,16 @@ void CTrace::LoadFromFile(const std::string& sFilename) {
     std::vector<std::shared_ptr<CEvent>> events;
     std::vector<std::shared_ptr<CEvent>> deletedEvents;
     try {
-      Json document;
+      DocumentReader reader;
       try {
-        document = Json::parse(bytes.begin(), bytes.end());
+        Json::sax_parse(bytes.begin(), bytes.end(), &reader);
       } catch (const Json::parse_error& e) {
         Raise(ERR_BadParse, "Trace file is not valid JSON: " + Untagged(e));
       } catch (const Json::out_of_range& e) {
         Raise(ERR_BadParse, "Trace file holds a number out of range: " + Untagged(e));
       }
 
+      const Json& document = reader.Document();
       const auto format = document.is_object() ? document.find("format") : document.end();
       if (!document.is_object() || format == document.end() || !format->is_string() ||
           format->get_ref<const std::string&>() != kFormatName) {
@@ -567,22 +708,15 @@ void CTrace::LoadFromFile(const std::string& sFilename) {
       events = EventsFrom(document, "events");
       deletedEvents = EventsFrom(document, "deletedEvents");
 
-      const Json& samples = ArrayMember(document, "", "samples");
+      ArrayMember(document, "", "samples");
+      if (const Json* bad = reader.BadSample()) {
+        int32_t ignored = 0;
+        Read(*bad, Indexed("samples", reader.BadSampleIndex()), ignored, Whole{});
+      }
+      const std::vector<int32_t>& samples = reader.Samples();
       if (samples.size() > static_cast<std::size_t>(INT32_MAX)) BadField("samples", "holds too many samples");
       staged->dataPoints_.Reset(static_cast<int32_t>(samples.size()));
-      auto slot = staged->dataPoints_.begin();
-      for (std::size_t i = 0; i < samples.size(); ++i, ++slot) {
-        const Json& sample = samples[i];
-        // The common case, a small integer, without building a path.
-        if (sample.is_number_integer() && !sample.is_number_unsigned()) {
-          const auto n = sample.get<int64_t>();
-          if (n >= INT32_MIN && n <= INT32_MAX) {
-            *slot = static_cast<int32_t>(n);
-            continue;
-          }
-        }
-        Read(sample, Indexed("samples", i), *slot, Whole{});
-      }
+      std::copy(samples.begin(), samples.end(), staged->dataPoints_.begin());
     } catch (const Json::exception& e) {
       // Every access above checks its type first; this only keeps a JSON library
       // exception from ever escaping as something other than a numbered error.

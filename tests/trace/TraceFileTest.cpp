@@ -307,6 +307,11 @@ TEST_F(TraceFile, BadFilesGiveNumberedErrorsNamingTheProblem) {
   expectFailure("{\"format\":\"tarnvik-trace\",\"version\":1,\"properties\":" + std::string(100000, '[') +
                     std::string(100000, ']') + "}",
                 10512, field + "\"properties\" must be an object, not an array");
+  {
+    std::string deepSamples = edited([](Json&) {});
+    deepSamples.insert(deepSamples.find("\"samples\":[") + 11, std::string(100000, '[') + std::string(100000, ']') + ",");
+    expectFailure(deepSamples, 10512, field + "\"samples[0]\" must be an integer, not an array");
+  }
 
   const std::string notOurs = "Not a Tarnvik trace file: its \"format\" must be \"tarnvik-trace\"";
   expectFailure("[]", 10513, notOurs);
@@ -355,6 +360,15 @@ TEST_F(TraceFile, BadFilesGiveNumberedErrorsNamingTheProblem) {
                 field + "\"samples[2]\" is out of range: 4294967296 (allowed -2147483648 to 2147483647)");
   expectFailure(edited([](Json& d) { d["samples"][4] = -2147483649LL; }), 10512,
                 field + "\"samples[4]\" is out of range: -2147483649 (allowed -2147483648 to 2147483647)");
+  expectFailure(edited([](Json& d) { d["samples"] = Json::parse("[1, 2, \"3\", 4.5]"); }), 10512,
+                field + "\"samples[2]\" must be an integer, not a string");
+  expectFailure(edited([](Json& d) { d["samples"] = Json::parse("[1, 2.0]"); }), 10512,
+                field + "\"samples[1]\" must be an integer, not a number with a fraction or exponent");
+  expectFailure(edited([](Json& d) { d["samples"] = Json::parse("[1, [2, {\"a\": [3]}], 4294967296]"); }), 10512,
+                field + "\"samples[1]\" must be an integer, not an array");
+  expectFailure(edited([](Json& d) { d["samples"] = Json::parse("[{}, 1]"); }), 10512,
+                field + "\"samples[0]\" must be an integer, not an object");
+  expectFailure(edited([](Json& d) { d.erase("samples"); }), 10512, field + "\"samples\" is missing");
   expectFailure(edited([](Json& d) { d["samples"] = Json::object(); }), 10512,
                 field + "\"samples\" must be an array, not an object");
   expectFailure(edited([](Json& d) { d["events"][1].erase("Comment"); }), 10512,
@@ -375,7 +389,10 @@ TEST_F(TraceFile, BadFilesGiveNumberedErrorsNamingTheProblem) {
     d["properties"]["XAxisScaleFactor"] = 2;
     d["properties"]["EventEndLoss"] = 3.4028235677973362e38;
     d["properties"]["LossThreshold"] = 0.1000000000000000055511151231257827;
+    d["properties"]["samples"] = Json::parse("[[\"not the trace's\"]]");  // unknown members are ignored
+    d["events"][0]["samples"] = "neither";
   })));
+  EXPECT_EQ(handWritten.DataPointArray(), good.DataPointArray());
   EXPECT_EQ(handWritten.XAxisScaleFactor(), 2.0f);
   EXPECT_EQ(handWritten.EventEndLoss(), FLT_MAX);
   EXPECT_EQ(Bits(handWritten.LossThreshold()), Bits(0.1f));

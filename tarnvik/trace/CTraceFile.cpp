@@ -12,8 +12,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <limits>
-#include <optional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -569,6 +569,11 @@ OrderedJson EventsJson(const CEvents& events) {
 
 std::vector<std::shared_ptr<CEvent>> EventsFrom(const Json& document, const char* key) {
   const Json& list = ArrayMember(document, "", key);
+  // Event numbers are 16-bit, so a collection cannot take more; checked here so that
+  // filling the collections, once the file is accepted, cannot fail.
+  if (list.size() > static_cast<std::size_t>(INT16_MAX)) {
+    BadField(key, "holds " + std::to_string(list.size()) + " events, more than " + std::to_string(INT16_MAX));
+  }
   std::vector<std::shared_ptr<CEvent>> events;
   events.reserve(list.size());
   for (std::size_t i = 0; i < list.size(); ++i) {

@@ -375,6 +375,8 @@ TEST_F(TraceFile, BadFilesGiveNumberedErrorsNamingTheProblem) {
                 field + "\"events[1].Comment\" is missing");
   expectFailure(edited([](Json& d) { d["events"][0]["Comment"] = std::string(95, 'x'); }), 10512,
                 field + "\"events[0].Comment\" is longer than 94 characters");
+  expectFailure(edited([](Json& d) { d["events"] = Json(std::vector<Json>(32768, Json::object())); }), 10512,
+                field + "\"events\" holds 32768 events, more than 32767");
   expectFailure(edited([](Json& d) { d["deletedEvents"][0] = 5; }), 10512,
                 field + "\"deletedEvents[0]\" must be an object, not an integer");
   expectFailure(edited([](Json& d) { d["deletedEvents"][1]["Number"] = 40000; }), 10512,

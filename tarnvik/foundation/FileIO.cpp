@@ -28,6 +28,15 @@ fs::path TemporaryBeside(const fs::path& target) {
   return temp;
 }
 
+// The checks every writer makes before it creates anything: the folder exists and the
+// target is not itself a folder.
+void CheckOutputPath(const fs::path& target) {
+  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+  std::error_code code;
+  if (!fs::is_directory(folder, code)) Raise(err::PathNotFound);
+  if (fs::is_directory(target, code)) Raise(err::PathFileAccess);
+}
+
 }  // namespace
 
 std::vector<uint8_t> ReadWholeFile(const std::string& name) {
@@ -50,11 +59,8 @@ std::vector<uint8_t> ReadWholeFile(const std::string& name) {
 
 void ReplaceFile(const std::string& name, const std::vector<uint8_t>& bytes) {
   const fs::path target = PathOf(name);
-  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+  CheckOutputPath(target);
   std::error_code code;
-  if (!fs::is_directory(folder, code)) Raise(err::PathNotFound);
-  if (fs::is_directory(target, code)) Raise(err::PathFileAccess);
-
   const fs::path temp = TemporaryBeside(target);
   try {
     {
@@ -75,6 +81,14 @@ void ReplaceFile(const std::string& name, const std::vector<uint8_t>& bytes) {
     fs::remove(temp, code);
     throw;
   }
+}
+
+std::ofstream OpenNewFile(const std::string& name) {
+  const fs::path path = PathOf(name);
+  CheckOutputPath(path);
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  if (!out) Raise(err::PathFileAccess);
+  return out;
 }
 
 }  // namespace tarnvik

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -15,5 +16,10 @@ std::vector<uint8_t> ReadWholeFile(const std::string& path);
 // that a failure (no space, no permission, missing folder: 76) leaves any existing file
 // untouched and no partial file behind.
 void ReplaceFile(const std::string& path, const std::vector<uint8_t>& bytes);
+
+// Creates (or empties) the file and opens it for binary output, for writers that keep
+// what they wrote when they fail part-way. A missing folder raises 76, a folder or an
+// unwritable file 75, an empty name 52.
+std::ofstream OpenNewFile(const std::string& path);
 
 }  // namespace tarnvik

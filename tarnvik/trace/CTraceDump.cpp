@@ -1,10 +1,10 @@
 // The sample dump: the trace's samples as comma-separated text lines, optionally with the
 // position conversions beside each sample so that the unit arithmetic can be checked by
 // eye. Written straight to the file, so a failure leaves the records written before it.
-#include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/NumberText.h"
 #include "tarnvik/foundation/modErrors.h"
 #include "tarnvik/foundation/modMain.h"
@@ -13,21 +13,6 @@
 namespace tarnvik {
 
 namespace {
-
-namespace fs = std::filesystem;
-
-// Opens (and empties) the file, with the library's numbers for the usual failures.
-std::ofstream OpenForOutput(const std::string& sFilename) {
-  if (sFilename.empty()) Raise(err::BadFileName);
-  const fs::path path = fs::u8path(sFilename);
-  std::error_code code;
-  const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
-  if (!fs::is_directory(folder, code)) Raise(err::PathNotFound);
-  if (fs::is_directory(path, code)) Raise(err::PathFileAccess);
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  if (!out) Raise(err::PathFileAccess);
-  return out;
-}
 
 void WriteLine(std::ofstream& out, const std::string& record) {
   out << record << "\r\n";
@@ -42,7 +27,7 @@ std::string Field(float value) { return NumberText(value); }
 void CTrace::DumpSamples(const std::string& sFilename, int32_t nStyle) {
   Guarded(kModule, "DumpSamples()", [&] {
     const int16_t style = CheckInt16(nStyle);
-    std::ofstream out = OpenForOutput(sFilename);
+    std::ofstream out = OpenNewFile(sFilename);
 
     if (style == 1) {
       WriteLine(out, "\"Index\",\"Data\"");

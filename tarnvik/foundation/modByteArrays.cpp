@@ -10,8 +10,12 @@ namespace tarnvik {
 
 namespace {
 
-// 256^n as the codec computes it, in 64-bit floating point.
-double PowerOf256(int32_t n) { return std::ldexp(1.0, 8 * n); }
+// 256^n as the codec computes it, in 64-bit floating point; the widths the formats use
+// come from a table.
+double PowerOf256(int32_t n) {
+  static constexpr double kPowers[] = {1.0, 256.0, 65536.0, 16777216.0, 4294967296.0};
+  return n >= 0 && n <= 4 ? kPowers[n] : std::ldexp(1.0, 8 * n);
+}
 
 // Checks the 16-bit rules for a field start..start+length-1 and returns the position
 // after it.

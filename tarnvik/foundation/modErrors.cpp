@@ -10,6 +10,8 @@
 #include <new>
 #include <system_error>
 
+#include "tarnvik/foundation/modMain.h"
+
 namespace tarnvik {
 
 namespace {
@@ -26,13 +28,7 @@ ErrorState& State() {
 }
 
 std::string CurrentDateTimeText() {
-  std::time_t now = std::time(nullptr);
-  std::tm local{};
-#if defined(_WIN32)
-  localtime_s(&local, &now);
-#else
-  localtime_r(&now, &local);
-#endif
+  const std::tm local = LocalNow();
   char text[32];
   std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
   return text;

@@ -70,7 +70,7 @@ int32_t QRDToSORTime(int32_t value) {
   return Guarded(kModule, "QRDToSORTime()", [&] { return ToInt32(static_cast<double>(value) / 20.0); });
 }
 
-Date Now() {
+std::tm LocalNow() {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
 #if defined(_WIN32)
@@ -78,6 +78,11 @@ Date Now() {
 #else
   localtime_r(&now, &local);
 #endif
+  return local;
+}
+
+Date Now() {
+  const std::tm local = LocalNow();
   // 25569 days lie between the OLE origin (1899-12-30) and 1970-01-01.
   const int64_t days = DaysFromCivil(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) + 25569;
   const double seconds = local.tm_hour * 3600.0 + local.tm_min * 60.0 + local.tm_sec;

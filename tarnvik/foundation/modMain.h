@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
 
 namespace tarnvik {
 
@@ -32,5 +33,7 @@ int32_t QRDToSORTime(int32_t value);
 
 // The current local date and time.
 Date Now();
+// The same, broken down (for texts such as the log's time stamp).
+std::tm LocalNow();
 
 }  // namespace tarnvik

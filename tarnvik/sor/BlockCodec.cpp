@@ -1,6 +1,6 @@
 #include "tarnvik/sor/BlockCodec.h"
 
-#include "tarnvik/foundation/Utf8.h"
+#include "tarnvik/sor/SorText.h"
 #include "tarnvik/foundation/modByteArrays.h"
 
 namespace tarnvik {
@@ -31,7 +31,7 @@ std::string BlockReader::FixedText(int32_t width) {
 
 std::string BlockReader::Text() {
   std::string text = ByteArrayToString(body_, position_);
-  position_ += static_cast<int32_t>(CharCount(text)) + 1;
+  position_ += TextFieldSize(text);
   return text;
 }
 

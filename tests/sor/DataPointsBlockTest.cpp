@@ -11,8 +11,6 @@
 namespace tarnvik::testing {
 namespace {
 
-Bytes ToBytes(const ByteArray& a) { return Bytes(a.data(), a.data() + a.size()); }
-
 TEST(DataPointsBlock, OneScaleFactor) {
   BodyBuilder b;
   b.I32(3).I16(1).I32(3).I16(1000).U16(10).U16(65535).U16(7);

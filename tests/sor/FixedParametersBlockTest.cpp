@@ -12,7 +12,6 @@
 namespace tarnvik::testing {
 namespace {
 
-Bytes ToBytes(const ByteArray& a) { return Bytes(a.data(), a.data() + a.size()); }
 ByteArray ToArray(const Bytes& b) { return ByteArray::FromBytes(b.data(), b.size()); }
 
 // A body with no pulse-width group.

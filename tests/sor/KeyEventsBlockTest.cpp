@@ -13,8 +13,6 @@
 namespace tarnvik::testing {
 namespace {
 
-Bytes ToBytes(const ByteArray& a) { return Bytes(a.data(), a.data() + a.size()); }
-
 // One standard event record.
 BodyBuilder& Record(BodyBuilder& b, int32_t number, int64_t time, int32_t atten, int32_t loss, int64_t refl,
                     const std::string& code, const std::string& lossMT, const std::string& comment) {

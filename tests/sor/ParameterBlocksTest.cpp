@@ -9,8 +9,6 @@
 namespace tarnvik::testing {
 namespace {
 
-Bytes ToBytes(const ByteArray& a) { return Bytes(a.data(), a.data() + a.size()); }
-
 TEST(GeneralParameterBlock, NewBlockBuildsTheDefaultBody) {
   CGeneralParameterBlock block;
   const ByteArray body = block.Build();

@@ -13,8 +13,6 @@
 namespace tarnvik::testing {
 namespace {
 
-Bytes ToBytes(const ByteArray& a) { return Bytes(a.data(), a.data() + a.size()); }
-
 ByteArray OrvikBody(int64_t a, int64_t b, const std::vector<uint32_t>& levels) {
   BodyBuilder body;
   body.I32(a).I32(b);

@@ -38,6 +38,8 @@ BodyBuilder& BodyBuilder::Raw(const Bytes& b) {
 
 ByteArray BodyBuilder::ToByteArray() const { return ByteArray::FromBytes(bytes_.data(), bytes_.size(), 1); }
 
+Bytes ToBytes(const ByteArray& a) { return Bytes(a.data(), a.data() + a.size()); }
+
 uint16_t Crc16(const Bytes& bytes, uint16_t start) {
   uint32_t crc = start;
   for (uint8_t b : bytes) {

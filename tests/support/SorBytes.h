@@ -32,6 +32,9 @@ class BodyBuilder {
   Bytes bytes_;
 };
 
+// The bytes of a block body the library built, for comparing with a builder's.
+Bytes ToBytes(const ByteArray& a);
+
 struct SorBlock {
   std::string id;
   int32_t revision;

@@ -16,11 +16,6 @@ namespace tarnvik {
 
 namespace {
 
-// The file's time stamp counts seconds from 1 January 1970; a Date counts days from
-// 30 December 1899, which is day 25569 of that count. No time-zone adjustment.
-constexpr double kUnixEpochDate = 25569.0;
-constexpr double kSecondsPerDay = 86400.0;
-
 EnumDistanceUnits DistanceUnitFromCode(const std::string& code) {
   if (code == "ft") return DU_Feet;
   if (code == "km") return DU_Kilometers;
@@ -166,7 +161,7 @@ std::shared_ptr<CTrace> CFileOperations::ConvertSORtoTrace(const CSORFile& oSORF
     trace.SetCableID(TrimBlanks(gen.CableID()));
     trace.SetCableType(TrimBlanks(gen.CableCode()));
     trace.SetTraceComment(TrimBlanks(gen.Comment()));
-    trace.SetTimeStamp(kUnixEpochDate + fxd.DateTime() / kSecondsPerDay);
+    trace.SetTimeStamp(DateFromUnixSeconds(fxd.DateTime()));
     trace.SetDistanceUnits(DistanceUnitFromCode(fxd.DistanceUnits()));
     trace.SetActualWavelength(ActualWavelengthFromFile(fxd.ActualWavelength(), trace.NominalWavelength()));
     trace.SetAquisitionOffset(SORTimeToQRD(fxd.AcquisitionOffset()));

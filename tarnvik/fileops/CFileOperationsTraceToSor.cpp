@@ -17,8 +17,6 @@ namespace tarnvik {
 
 namespace {
 
-constexpr double kUnixEpochDate = 25569.0;
-constexpr double kSecondsPerDay = 86400.0;
 constexpr int32_t kWrittenOrvik2Revision = 200;
 constexpr int16_t kWrittenScaleFactor = 1000;
 
@@ -138,7 +136,7 @@ void WriteGeneralParameters(const CTrace& trace, CGeneralParameterBlock& gen) {
 
 void WriteFixedParameters(CTrace& trace, CFixedParametersBlock& fxd) {
   if (trace.TimeStamp() == 0) trace.SetTimeStamp(Now());
-  fxd.SetDateTime(ToInt32((trace.TimeStamp() - kUnixEpochDate) * kSecondsPerDay));
+  fxd.SetDateTime(ToInt32(UnixSecondsFromDate(trace.TimeStamp())));
   fxd.SetDistanceUnits(DistanceUnitCode(trace.DistanceUnits()));
   fxd.SetActualWavelength(trace.ActualWavelength() != 0.0f
                               ? ToInt16(trace.ActualWavelength() * 10.0f)

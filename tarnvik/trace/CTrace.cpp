@@ -232,18 +232,25 @@ void CTrace::SetEventORL(float value) {
   });
 }
 
+std::size_t CTrace::EventMarkSlot(int32_t lIndex) {
+  if (lIndex < 1 || lIndex > 2) Raise(err::SubscriptOutOfRange);
+  return static_cast<std::size_t>(lIndex - 1);
+}
+
 int32_t CTrace::EventORLMark(int32_t lIndex) const {
-  return Guarded(kModule, "Get EventORLMark()", [&] {
-    if (lIndex < 1 || lIndex > 2) Raise(err::SubscriptOutOfRange);
-    return eventMarks_[lIndex - 1];
-  });
+  return Guarded(kModule, "Get EventORLMark()", [&] { return eventMarks_[EventMarkSlot(lIndex)]; });
 }
 
 void CTrace::SetEventORLMark(int32_t lIndex, int32_t value) {
-  Guarded(kModule, "Let EventORLMark()", [&] {
-    if (lIndex < 1 || lIndex > 2) Raise(err::SubscriptOutOfRange);
-    SetOnChange(eventMarks_[lIndex - 1], value);
-  });
+  Guarded(kModule, "Let EventORLMark()", [&] { SetOnChange(eventMarks_[EventMarkSlot(lIndex)], value); });
+}
+
+int32_t CTrace::EventLossMark(int32_t lIndex) const {
+  return Guarded(kModule, "Get EventLossMark()", [&] { return eventMarks_[EventMarkSlot(lIndex)]; });
+}
+
+void CTrace::SetEventLossMark(int32_t lIndex, int32_t value) {
+  Guarded(kModule, "Let EventLossMark()", [&] { SetOnChange(eventMarks_[EventMarkSlot(lIndex)], value); });
 }
 
 // ---- Cursors ------------------------------------------------------------------------

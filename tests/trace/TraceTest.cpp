@@ -130,7 +130,26 @@ TEST(Trace, DirtyEventCounting) {
   EXPECT_EQ(trace.EventORLMark(2), 7);  // one store under two names
   trace.SetEventORLMark(2, 7);
   EXPECT_EQ(counter.raised, 15);
-  EXPECT_RAISES(trace.EventLossMark(3), 9, "CTrace:Get EventORLMark()", "Subscript out of range");
+}
+
+// The two marker names share one store, but each is its own procedure: an error and its
+// one log line name the procedure the client called.
+class TraceLog : public TempDirTest {};
+
+TEST_F(TraceLog, EachMarkerNameReportsItself) {
+  CTrace trace;
+  const std::pair<std::function<void()>, std::string> calls[] = {
+      {[&] { trace.EventLossMark(3); }, "Get EventLossMark()"},
+      {[&] { trace.SetEventLossMark(0, 1); }, "Let EventLossMark()"},
+      {[&] { trace.EventORLMark(3); }, "Get EventORLMark()"},
+      {[&] { trace.SetEventORLMark(0, 1); }, "Let EventORLMark()"},
+  };
+  for (const auto& [call, procedure] : calls) {
+    EXPECT_RAISES(call(), 9, "CTrace:" + procedure, "Subscript out of range");
+  }
+  const auto lines = LogLines();
+  ASSERT_EQ(lines.size(), 4u);
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(Fields(lines[i])[3], calls[i].second);
 }
 
 TEST(Trace, EventsMarkTheTraceDirtyWithoutRaisingIsDirty) {

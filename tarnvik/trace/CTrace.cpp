@@ -5,6 +5,7 @@
 #include "tarnvik/foundation/NumberText.h"
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
+#include "tarnvik/foundation/modMain.h"
 #include "tarnvik/trace/CEvent.h"
 #include "tarnvik/trace/CEventPipe.h"
 #include "tarnvik/trace/CEvents.h"
@@ -412,9 +413,11 @@ float CTrace::QRDToPower(float fQRD) const {
     if (p < lower) p = lower;
     if (p > upper) p = upper;
     if (f >= static_cast<float>(Samples())) return static_cast<float>(DataPoints(Samples()));
+    // p is a 16-bit index, so the one after it is too; the rise between the two samples
+    // is a 32-bit difference. Either overflows (6) rather than wrapping.
     const int32_t here = DataPoints(p);
-    const int32_t next = DataPoints(p + 1);
-    return CheckedFloat(here + static_cast<double>(next - here) * static_cast<double>(f - static_cast<float>(p)));
+    const int32_t rise = CheckInt32(int64_t{DataPoints(CheckInt16(int64_t{p} + 1))} - here);
+    return CheckedFloat(here + static_cast<double>(rise) * static_cast<double>(f - static_cast<float>(p)));
   });
 }
 

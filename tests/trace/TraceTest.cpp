@@ -220,6 +220,13 @@ TEST(Trace, QRDToPowerInterpolates) {
   EXPECT_EQ(trace->QRDToPower(-10), 0.0f);    // f = 0 below the first sample, p clamped to 1
   EXPECT_EQ(trace->QRDToPower(30), 400.0f);   // f = 4 >= Samples: the last sample
   EXPECT_EQ(trace->QRDToPower(1000), 400.0f);
+
+  // The rise between two samples is a 32-bit difference and the sample after p a 16-bit
+  // index: beyond either width the result is an overflow, not a wrapped level.
+  const auto extremes = MakeTrace(2, 10, [](int32_t i) { return i == 1 ? -2000000000 : 2000000000; });
+  EXPECT_RAISES(extremes->QRDToPower(2), 6, "CTrace:QRDToPower()", "Overflow");
+  const auto longTrace = MakeTrace(32768, 32768, [](int32_t i) { return i; });
+  EXPECT_RAISES(longTrace->QRDToPower(32766.5f), 6, "CTrace:QRDToPower()", "Overflow");  // p = 32767
 }
 
 TEST(Trace, CursorsAndDistanceCache) {

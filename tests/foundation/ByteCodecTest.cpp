@@ -37,10 +37,6 @@ TEST(ByteCodec, EncodeSignednessAndOverflow) {
   EXPECT_EQ(a, Of({0x00, 0x80}));
   EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), -32768.0);
 
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(65536, 2, a, 1, false); }).number, 6);
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(-1, 2, a, 1, false); }).number, 6);      // negative, unsigned
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(-32769, 2, a, 1, true); }).number, 6);   // below the signed range
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(3e9, 4, a, 1, false); }).number, 6);     // beyond 32 bits
 
   ByteArray w(1, 4);
   NumToByteArrayLSB2(-70000, 4, w, 1, true);
@@ -49,6 +45,45 @@ TEST(ByteCodec, EncodeSignednessAndOverflow) {
   EXPECT_EQ(a, Of({0x12, 0x34}));
   NumToByteArray2(-2, 2, a, 1, true);
   EXPECT_EQ(a, Of({0xFF, 0xFE}));
+}
+
+// The top byte is the value integer-divided by 256^(length - 1) in 32-bit integers, and
+// only a quotient outside 0..255 overflows; the lower bytes are the value AND their mask.
+// Each case runs through both byte orders.
+TEST(ByteCodec, EncodeOverflowsOnlyOnTheTopQuotient) {
+  const struct {
+    double value;
+    int32_t length;
+    bool bSigned;
+    std::vector<uint8_t> lowFirst;  // empty: the error below
+    int32_t error;
+  } cases[] = {
+      {-1, 2, false, {0xFF, 0x00}, 0},  // quotient 0, low byte -1 AND 255
+      {-255, 2, false, {0x01, 0x00}, 0},
+      {-1, 4, false, {0xFF, 0xFF, 0xFF, 0x00}, 0},
+      {-32769, 2, true, {0xFF, 0x80}, 0},  // -1 once the sign offset is added
+      {-256, 2, false, {}, 6},             // quotient -1
+      {-40000, 2, false, {}, 6},           // quotient -156
+      {-1, 1, false, {}, 6},               // one byte: the quotient is the value
+      {-33024, 2, true, {}, 6},
+      {65536, 2, false, {}, 6},
+      {3e9, 4, false, {}, 6},  // no 32-bit integer
+      {1, 5, false, {}, 6},    // nor is 256^4
+      {1, 0, false, {}, 11},   // 256^-1 rounds to 0
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.value << " in " << c.length << (c.bSigned ? " signed" : " unsigned"));
+    ByteArray low(1, 6);
+    ByteArray high(1, 6);
+    const Raised r = Capture([&] { NumToByteArrayLSB2(c.value, c.length, low, 1, c.bSigned); });
+    EXPECT_EQ(Capture([&] { NumToByteArray2(c.value, c.length, high, 1, c.bSigned); }).number, c.error);
+    EXPECT_EQ(r.number, c.error);
+    EXPECT_EQ(r.description, c.error == 0 ? "" : c.error == 6 ? "Overflow" : "Division by zero");
+    std::vector<uint8_t> lowFirst(low.data(), low.data() + c.lowFirst.size());
+    std::vector<uint8_t> highFirst(high.data(), high.data() + c.lowFirst.size());
+    EXPECT_EQ(lowFirst, c.lowFirst);
+    EXPECT_EQ(std::vector<uint8_t>(highFirst.rbegin(), highFirst.rend()), c.lowFirst);
+  }
 }
 
 TEST(ByteCodec, EncodeRoundsHalfToEven) {

@@ -101,7 +101,7 @@ TEST(DataPointsBlock, PropertyRules) {
   block.SetDataPoints(1, 1, 65536);
   EXPECT_EQ(block.DataPoints(1, 1), 65536);
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
-  block.SetDataPoints(1, 1, -1);
+  block.SetDataPoints(1, 1, -256);  // a top byte of -1
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
 }
 

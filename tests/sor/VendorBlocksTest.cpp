@@ -207,7 +207,7 @@ TEST(Orvik2Block, CursorsEventRulesAndBuildErrors) {
   EXPECT_RAISES(block.SetCursorCount(-1), 9, "COrvik2Block:Let CursorCount()", "Subscript out of range");
 
   auto event = std::make_shared<CKeyEvent>();
-  event->SetEventLevel(-1);  // EventLevel is carried unsigned
+  event->SetEventLevel(-256);  // EventLevel is carried unsigned: a top byte of -1
   block.Events()->Add(event);
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
 

@@ -117,6 +117,7 @@ int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t sta
   for (const char32_t c : chars) {
     if (c > 0xFF) Raise(err::Overflow);
   }
+  if (count == 0) return next;  // nothing to write, wherever start lies
   uint8_t* field = bytes.Span(start, static_cast<int32_t>(count));
   for (std::size_t i = 0; i < chars.size(); ++i) field[i] = static_cast<uint8_t>(chars[i]);
   if (zeroTerminate) field[chars.size()] = 0;

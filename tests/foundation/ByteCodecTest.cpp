@@ -128,6 +128,10 @@ TEST(ByteCodec, TextWithAndWithoutTerminator) {
   EXPECT_EQ(ByteArrayToString(l), "\xC3\xA9");
   EXPECT_EQ(Capture([&] { StringToByteArray("\xE2\x82\xAC", l); }).number, 6);
   EXPECT_EQ(Capture([&] { StringToByteArray("abcd", l); }).number, 9);  // the array is never resized
+  // An empty text writes nothing, so any start is its own next position; its terminator
+  // still needs a byte.
+  EXPECT_EQ(StringToByteArray("", l, 10), 10);
+  EXPECT_EQ(Capture([&] { StringToByteArray("", l, 10, true); }).number, 9);
 }
 
 TEST(ByteCodec, UnicodeTextIsUtf16LittleEndian) {

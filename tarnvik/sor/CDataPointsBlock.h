@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
-#include "tarnvik/foundation/IndexedArray.h"
 
 namespace tarnvik {
 
@@ -36,17 +35,27 @@ class CDataPointsBlock {
   int32_t TotalNumberofDataPoints() const;
 
   // Library-internal: the block body (indexed from 1) in and out. Parse replaces the
-  // whole content and returns the largest sample read (0 when there is none). The total
-  // stored in the file is not checked; Build writes the real one.
+  // whole content and returns the largest sample read (0 when there is none); each count
+  // is assigned as read, so a body that ends early leaves the counts it gave and the
+  // samples read before the error. The total stored in the file is not checked; Build
+  // writes the real one.
   int32_t Parse(ByteArray& body);
   ByteArray Build() const;
 
  private:
   static constexpr const char* kModule = "CDataPointsBlock";
 
+  // A record's samples 1..count. Only those up to the last one written are stored and
+  // the rest read as 0, so a count taken from a file costs memory only as its samples
+  // are actually read.
   struct ScaleFactorRecord {
     int16_t scaleFactor = 1;
-    IndexedArray<int32_t> samples;
+    int32_t count = 0;
+    std::vector<int32_t> stored;
+
+    // Sample i; 9 outside 1..count.
+    int32_t Sample(int32_t i) const;
+    int32_t& Sample(int32_t i);
   };
 
   // The record at a 1-based index; raises 9 outside the records.

@@ -148,14 +148,16 @@ TEST(DataPointsBlock, ParseSizeChecksAndHostileCounts) {
     EXPECT_RAISES(parse(b), 10512, "", past + "15, Parsed: 14.");
   }
   {
-    // The hostile count is never allocated: the record holds only the sample read.
+    // The count is kept as the file gave it, with the sample read before the failure;
+    // only that sample takes memory.
     BodyBuilder b;
     b.I32(0).I16(1).I32(INT32_MAX).I16(1).U16(4);
     ByteArray body = b.ToByteArray();
     CDataPointsBlock block;
     EXPECT_EQ(Capture([&] { block.Parse(body); }).number, 10512);
-    EXPECT_EQ(block.NumDataPointsForScaleFactor(1), 1);
+    EXPECT_EQ(block.NumDataPointsForScaleFactor(1), INT32_MAX);
     EXPECT_EQ(block.DataPoints(1, 1), 4);
+    EXPECT_EQ(block.DataPoints(1, INT32_MAX), 0);
   }
   BodyBuilder noFactor;  // the count, then nothing
   noFactor.I32(0).I16(1).I32(INT32_MAX);

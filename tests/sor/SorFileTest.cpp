@@ -216,6 +216,37 @@ TEST_F(SorFile, AFailureDeepInALoadLeavesOneLogLinePerProcedure) {
   EXPECT_EQ(r.description.rfind("Not all data in the Fixed Parameters Block was parsed.\r\n", 0), 0u) << r.description;
 }
 
+// A load stops at the first error, and the blocks keep each field read before it: a
+// count as the file gave it, then the items present.
+TEST_F(SorFile, AFailedLoadKeepsWhatWasReadBeforeTheError) {
+  const struct {
+    SorBlock block;
+    std::string description;
+    std::function<void(const CSORFile&)> check;
+  } cases[] = {
+      {{"Orvik2", 200, BodyBuilder().Text("Orvik2").I16(3).I32(111).I32(222).bytes()},
+       "Attempted to parse Orvik2 Block past block size.\r\nBlock Size: 17, Parsed: 17.",
+       [](const CSORFile& sor) {
+         EXPECT_EQ(sor.Orvik2Block()->CursorCount(), 3);
+         EXPECT_EQ(sor.Orvik2Block()->CursorLocation(1), 111);
+         EXPECT_EQ(sor.Orvik2Block()->CursorLocation(2), 222);
+       }},
+      {{"DataPts", 100, BodyBuilder().I32(5).I16(1).I32(5).I16(1000).U16(7).U16(9).bytes()},
+       "Attempted to parse Data Points Block past block size.\r\nBlock Size: 16, Parsed: 16.",
+       [](const CSORFile& sor) {
+         EXPECT_EQ(sor.DataPointsBlock()->NumDataPointsForScaleFactor(1), 5);
+         EXPECT_EQ(sor.DataPointsBlock()->ScaleFactor(1), 1000);
+         EXPECT_EQ(sor.DataPointsBlock()->DataPoints(1, 2), 9);
+       }},
+  };
+  for (const auto& c : cases) {
+    CSORFile sor;
+    EXPECT_RAISES(sor.LoadFromFile(Write("part.sor", AssembleSor({c.block}))), 10512, "CSORFile:LoadFromFile()",
+                  c.description);
+    c.check(sor);
+  }
+}
+
 TEST_F(SorFile, RemoveMethods) {
   auto sor = std::make_shared<CSORFile>();
   sor->RemoveDataPointsBlock();  // logs and returns; the block stays

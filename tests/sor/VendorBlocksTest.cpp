@@ -228,7 +228,8 @@ TEST(Orvik2Block, HostileCountsEndInAParseError) {
     COrvik2Block block;
     EXPECT_RAISES(block.Parse(body), 10512, "",
                   "Attempted to parse Orvik2 Block past block size.\r\nBlock Size: 17, Parsed: 17.");
-    EXPECT_EQ(block.CursorCount(), 0);  // never dimensioned for the claimed count
+    EXPECT_EQ(block.CursorCount(), 32767);  // the count as given, with the cursors read
+    EXPECT_EQ(block.CursorLocation(2), 2);
   }
   {
     BodyBuilder b;

@@ -45,10 +45,7 @@ int16_t CDataPointsBlock::NumberScaleFactorsUsed() const {
 
 void CDataPointsBlock::SetNumberScaleFactorsUsed(int16_t value) {
   Guarded(kModule, "Let NumberScaleFactorsUsed()", [&] {
-    if (value < 0) {
-      Raise(err::InvalidCall,
-            "NumberScaleFactorsUsed cannot be negative. " + std::to_string(value) + " is not allowed.");
-    }
+    if (value < 0) Raise(err::SubscriptOutOfRange);
     if (value > 0) records_.assign(static_cast<std::size_t>(value), ScaleFactorRecord{});
   });
 }
@@ -70,10 +67,7 @@ int32_t CDataPointsBlock::NumDataPointsForScaleFactor(int32_t nScaleIndex) const
 void CDataPointsBlock::SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value) {
   Guarded(kModule, "Let NumDataPointsForScaleFactor()", [&] {
     ScaleFactorRecord& record = Record(nScaleIndex);
-    if (value < 0) {
-      Raise(err::InvalidCall,
-            "NumDataPointsForScaleFactor cannot be negative. " + std::to_string(value) + " is not allowed.");
-    }
+    if (value < 0) Raise(err::SubscriptOutOfRange);
     record.count = value;
     std::vector<int32_t>().swap(record.stored);
   });

@@ -16,7 +16,7 @@ class CDataPointsBlock {
   CDataPointsBlock& operator=(const CDataPointsBlock&) = delete;
 
   // Writing S > 0 replaces the records by S new ones (factor 1, no samples); writing 0
-  // keeps the records as they are; a negative value raises 5.
+  // keeps the records as they are; a negative S cannot dimension the records and raises 9.
   int16_t NumberScaleFactorsUsed() const;
   void SetNumberScaleFactorsUsed(int16_t value);
 
@@ -24,7 +24,7 @@ class CDataPointsBlock {
   int16_t ScaleFactor(int32_t nScaleIndex) const;
   void SetScaleFactor(int32_t nScaleIndex, int16_t value);
   // Writing n > 0 gives the record n zero samples (its old ones are discarded), 0 empties
-  // it, a negative count raises 5.
+  // it, a negative count cannot dimension the samples and raises 9.
   int32_t NumDataPointsForScaleFactor(int32_t nScaleIndex) const;
   void SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value);
   // Any 32-bit value is kept; one outside 0..65535 makes Build() raise 6.

@@ -130,11 +130,26 @@ TEST_F(SorFile, MapAndChecksumErrors) {
                   "Unrecognized file format version \"24909\"");
   }
   {
-    // The map claims two bytes more than its entries fill.
-    BodyBuilder b;
-    b.U16(100).I32(8 + 16 + 2).I16(2).Text("GenParams").U16(100).I32(24).U8(0).U8(0).Raw(DefaultGenParamsBody());
-    EXPECT_RAISES(CSORFile().LoadFromFile(Write("map.sor", b.bytes()), true), 10512, "CSORFile:LoadFromFile()",
-                  "Not all data in the Map Block was parsed.\r\nBlock Size: 26, Parsed: 24.");
+    // Entries that end short of the map size are a parse error; the map and the "Cksum"
+    // body are decoded directly, so a field past their end is a subscript error.
+    BodyBuilder longer;  // the map claims two bytes more than its entries fill
+    longer.U16(100).I32(8 + 16 + 2).I16(2).Text("GenParams").U16(100).I32(24).U8(0).U8(0).Raw(DefaultGenParamsBody());
+    BodyBuilder shorter;  // three blocks counted, one entry present
+    shorter.U16(100).I32(8 + 16).I16(3).Text("GenParams").U16(100).I32(24).Raw(DefaultGenParamsBody());
+    const struct {
+      Bytes file;
+      int32_t number;
+      std::string description;
+    } cases[] = {
+        {longer.bytes(), 10512, "Not all data in the Map Block was parsed.\r\nBlock Size: 26, Parsed: 24."},
+        {shorter.bytes(), 9, "Subscript out of range"},
+        {AssembleSor({{"GenParams", 100, DefaultGenParamsBody()}, {"Cksum", 100, {0x12}}}, false), 9,
+         "Subscript out of range"},
+    };
+    for (const auto& c : cases) {
+      EXPECT_RAISES(CSORFile().LoadFromFile(Write("map.sor", c.file), true), c.number, "CSORFile:LoadFromFile()",
+                    c.description);
+    }
   }
   {
     Bytes wrong = valid;

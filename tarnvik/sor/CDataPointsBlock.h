@@ -27,7 +27,7 @@ class CDataPointsBlock {
   // it, a negative count cannot dimension the samples and raises 9.
   int32_t NumDataPointsForScaleFactor(int32_t nScaleIndex) const;
   void SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value);
-  // Any 32-bit value is kept; one outside 0..65535 makes Build() raise 6.
+  // Any 32-bit value is kept; one outside -255..65535 makes Build() raise 6.
   int32_t DataPoints(int32_t nScaleIndex, int32_t lIndex) const;
   void SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value);
 

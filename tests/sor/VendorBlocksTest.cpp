@@ -111,9 +111,8 @@ TEST(OrvikBlock, BuildErrors) {
   block.SetEventCount(3);
   EXPECT_RAISES(block.Build(KeyEventsWith(2).get()), 10512, "",
                 "Not all data for Orvik Block was inserted. Block Size: 14, inserted: 12");
-  block.SetEventCount(1);
-  EXPECT_RAISES(block.Build(KeyEventsWith(2).get()), 10512, "",
-                "Not all data for Orvik Block was inserted. Block Size: 10, inserted: 12");
+  block.SetEventCount(1);  // a level for each key event: the second is past the levels
+  EXPECT_RAISES(block.Build(KeyEventsWith(2).get()), 9, "COrvikBlock:Get EventLevels()", "Subscript out of range");
   block.SetEventLevels(1, 65536);
   EXPECT_RAISES(block.Build(KeyEventsWith(1).get()), 6, "", "Overflow");
 }

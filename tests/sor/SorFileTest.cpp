@@ -72,6 +72,7 @@ TEST_F(SorFile, NewFileWritesExactlyTheDefaultBlocks) {
   EXPECT_EQ(sor->MapBlock()->MapBlocks()->Count(), 5);
   EXPECT_EQ(sor->MapBlock()->MapSize(), map.mapSize);
   EXPECT_EQ(sor->CRCValue(), 0);  // saving does not change it
+  EXPECT_EQ(LogLines(), std::vector<std::string>{});  // nothing deleted, so nothing to log
 }
 
 TEST_F(SorFile, LoadedFileIsSavedInTheFixedOrderWithUnknownBlocksBeforeTheChecksum) {

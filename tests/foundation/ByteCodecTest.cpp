@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Fixtures.h"
+#include "support/SorBytes.h"
 #include "tarnvik/foundation/modByteArrays.h"
 
 namespace tarnvik::testing {
@@ -29,14 +30,13 @@ TEST(ByteCodec, SignedDecodeClearsTheSignBitInTheCallersArray) {
   EXPECT_EQ(ByteArrayToNumLSB(d, 0, 0, false), 40000.0);  // length 0: the whole array
 }
 
-TEST(ByteCodec, EncodeSignednessAndOverflow) {
+TEST(ByteCodec, EncodeSignednessAndByteOrder) {
   ByteArray a(1, 2);
   EXPECT_EQ(NumToByteArrayLSB2(-1, 2, a, 1, true), 3);
   EXPECT_EQ(a, Of({0xFF, 0xFF}));
   NumToByteArrayLSB2(32768, 2, a, 1, true);  // too large for signed, written with bit 7 set
   EXPECT_EQ(a, Of({0x00, 0x80}));
   EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), -32768.0);
-
 
   ByteArray w(1, 4);
   NumToByteArrayLSB2(-70000, 4, w, 1, true);
@@ -55,7 +55,7 @@ TEST(ByteCodec, EncodeOverflowsOnlyOnTheTopQuotient) {
     double value;
     int32_t length;
     bool bSigned;
-    std::vector<uint8_t> lowFirst;  // empty: the error below
+    Bytes lowFirst;  // empty when the case fails
     int32_t error;
   } cases[] = {
       {-1, 2, false, {0xFF, 0x00}, 0},  // quotient 0, low byte -1 AND 255
@@ -79,10 +79,9 @@ TEST(ByteCodec, EncodeOverflowsOnlyOnTheTopQuotient) {
     EXPECT_EQ(Capture([&] { NumToByteArray2(c.value, c.length, high, 1, c.bSigned); }).number, c.error);
     EXPECT_EQ(r.number, c.error);
     EXPECT_EQ(r.description, c.error == 0 ? "" : c.error == 6 ? "Overflow" : "Division by zero");
-    std::vector<uint8_t> lowFirst(low.data(), low.data() + c.lowFirst.size());
-    std::vector<uint8_t> highFirst(high.data(), high.data() + c.lowFirst.size());
-    EXPECT_EQ(lowFirst, c.lowFirst);
-    EXPECT_EQ(std::vector<uint8_t>(highFirst.rbegin(), highFirst.rend()), c.lowFirst);
+    const Bytes highFirst(high.data(), high.data() + c.lowFirst.size());
+    EXPECT_EQ(Bytes(low.data(), low.data() + c.lowFirst.size()), c.lowFirst);
+    EXPECT_EQ(Bytes(highFirst.rbegin(), highFirst.rend()), c.lowFirst);
   }
 }
 

@@ -235,6 +235,10 @@ void CSORFile::SaveToFile(const std::string& sFilename) {
   Guarded(kModule, "SaveToFile()", [&] { ReplaceFile(sFilename, BuildImage()); });
 }
 
+std::vector<uint8_t> CSORFile::SaveToBytes() {
+  return Guarded(kModule, "SaveToBytes()", [&] { return BuildImage(); });
+}
+
 std::vector<uint8_t> CSORFile::BuildImage() {
   auto blocks = map_->MapBlocks();
   blocks->Clear();

@@ -1,19 +1,20 @@
 // SOR files loaded and saved against the machine's floor, measured in the same run.
 //
 // For every file: LoadFromFile against the floor (read the whole file and run its
-// checksum, bench/support/FloorChecksum.h); SaveToBytes (SaveToFile without the final
-// write to disk) against building the same bytes and their checksum; the final write
-// (ReplaceFile) on its own; ReadTrace against LoadFromFile and WriteTrace against
-// SaveToFile on the same file. Each benchmark times the library and its reference in
-// turn, iteration by iteration, and reports the ratio ("x_ref"), so that a noisy machine
-// moves both alike. Load and save also report the bytes allocated per byte of file
-// ("alloc_per_byte") and the allocations per operation ("allocs").
+// checksum with slicing-by-16 tables, bench/support/FloorChecksum.h); SaveToBytes
+// (SaveToFile without the final write to disk) against building the same bytes and
+// their checksum; the final write (ReplaceFile) on its own; ReadTrace against
+// LoadFromFile and WriteTrace against SaveToFile on the same file. Each benchmark times
+// the library and its reference in turn, iteration by iteration, and reports the ratio
+// ("x_ref"), so that a noisy machine moves both alike. Load and save also report the
+// bytes allocated per byte of file ("alloc_per_byte") and the allocations per operation
+// ("allocs").
 //
 // Files: the bundled sample (examples/sample.sor when present, otherwise a 4,000-sample
 // trace built here), a 16,377-sample trace built here (the most one "DataPts" group
 // holds), and, when the corpus folder exists beside the repository, the files named
-// below, read in place. A load or read that fails is timed all the same: its time to fail
-// counts.
+// below, read in place. A load or read that fails is timed all the same: its time to
+// fail counts.
 #include <benchmark/benchmark.h>
 
 #include <chrono>

@@ -1,5 +1,6 @@
 #include "tarnvik/foundation/modByteArrays.h"
 
+#include <algorithm>
 #include <cmath>
 
 #include "tarnvik/foundation/Utf8.h"
@@ -52,6 +53,16 @@ void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
   }
 }
 
+// How many 2-byte fields from start, at most count, lie inside the array with both
+// their start and their end (start + 2) inside the 16-bit positions.
+int32_t FieldsInside(const ByteArray& bytes, int32_t start, int32_t count) {
+  if (count <= 0 || !bytes.IsDimensioned()) return 0;
+  const int64_t first = std::max<int64_t>(INT16_MIN, bytes.LBound());
+  const int64_t last = std::min<int64_t>(INT16_MAX - 2, static_cast<int64_t>(bytes.UBound()) - 1);
+  if (start < first || start > last) return 0;
+  return static_cast<int32_t>(std::min<int64_t>(count, (last - start) / 2 + 1));
+}
+
 // Resolves the optional start and length of the text readers.
 void TextRange(const ByteArray& bytes, int32_t& start, int32_t& length) {
   if (start < 0) start = bytes.LBound();
@@ -94,6 +105,29 @@ void NumToByteArray2(double value, int32_t length, ByteArray& bytes, int32_t sta
   EncodeBytes(value, length, bSigned, encoded);
   uint8_t* field = bytes.Span(start, length);
   for (int32_t k = 0; k < length; ++k) field[k] = encoded[length - 1 - k];
+}
+
+int32_t ByteArrayToUnsigned16Run(const ByteArray& bytes, int32_t start, int32_t count, int32_t* values) {
+  const int32_t n = FieldsInside(bytes, start, count);
+  if (n == 0) return 0;
+  const uint8_t* field = bytes.Span(start, 2 * n);
+  for (int32_t k = 0; k < n; ++k, field += 2) values[k] = field[0] | (field[1] << 8);
+  return n;
+}
+
+int32_t Unsigned16RunToByteArray(const int32_t* values, int32_t count, ByteArray& bytes, int32_t start) {
+  const int32_t n = FieldsInside(bytes, start, count);
+  if (n == 0) return 0;
+  uint8_t* field = bytes.Span(start, 2 * n);
+  for (int32_t k = 0; k < n; ++k, field += 2) {
+    // An integer needs no rounding; its top byte is value / 256, truncated, so -255..-1
+    // write their low byte in two's complement under a top byte of 0.
+    const int32_t value = values[k];
+    if (value < -255 || value > 65535) return k;
+    field[0] = static_cast<uint8_t>(value & 0xFF);
+    field[1] = static_cast<uint8_t>(value < 0 ? 0 : value >> 8);
+  }
+  return n;
 }
 
 std::string ByteArrayToString(const ByteArray& bytes, int32_t start, int32_t length) {

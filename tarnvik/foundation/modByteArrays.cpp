@@ -116,16 +116,20 @@ int32_t ByteArrayToUnsigned16Run(const ByteArray& bytes, int32_t start, int32_t 
 }
 
 int32_t Unsigned16RunToByteArray(const int32_t* values, int32_t count, ByteArray& bytes, int32_t start) {
-  const int32_t n = FieldsInside(bytes, start, count);
+  int32_t n = FieldsInside(bytes, start, count);
   if (n == 0) return 0;
+  // An integer needs no rounding, and its top byte, value / 256 truncated, fits exactly
+  // for -255..65535 (so -255..-1 write their low byte in two's complement under a top
+  // byte of 0). The run ends before the first value outside that range.
+  const auto fits = [](int32_t value) { return static_cast<uint32_t>(value) + 255u <= 65535u + 255u; };
+  uint32_t misfits = 0;  // counted without an early exit, so that the loop vectorizes
+  for (int32_t k = 0; k < n; ++k) misfits += fits(values[k]) ? 0u : 1u;
+  if (misfits != 0) n = static_cast<int32_t>(std::find_if_not(values, values + n, fits) - values);
   uint8_t* field = bytes.Span(start, 2 * n);
-  for (int32_t k = 0; k < n; ++k, field += 2) {
-    // An integer needs no rounding; its top byte is value / 256, truncated, so -255..-1
-    // write their low byte in two's complement under a top byte of 0.
+  for (int32_t k = 0; k < n; ++k) {
     const int32_t value = values[k];
-    if (value < -255 || value > 65535) return k;
-    field[0] = static_cast<uint8_t>(value & 0xFF);
-    field[1] = static_cast<uint8_t>(value < 0 ? 0 : value >> 8);
+    field[2 * k] = static_cast<uint8_t>(value & 0xFF);
+    field[2 * k + 1] = static_cast<uint8_t>(value < 0 ? 0 : value >> 8);
   }
   return n;
 }

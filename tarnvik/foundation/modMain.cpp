@@ -46,6 +46,16 @@ int32_t ToInt32(double value) { return CheckedRound<int32_t>(value); }
 int16_t ToInt16(double value) { return CheckedRound<int16_t>(value); }
 uint8_t ToByte(double value) { return CheckedRound<uint8_t>(value); }
 
+void MultiplyToInt32(std::vector<int32_t>& values, double factor) {
+  if (factor == 1.0) return;
+  for (int32_t& value : values) value = ToInt32(static_cast<double>(value) * factor);
+}
+
+void DivideToInt32(std::vector<int32_t>& values, double factor) {
+  if (factor == 1.0) return;
+  for (int32_t& value : values) value = ToInt32(static_cast<double>(value) / factor);
+}
+
 int16_t CheckInt16(int64_t value) {
   if (value < INT16_MIN || value > INT16_MAX) Raise(err::Overflow);
   return static_cast<int16_t>(value);

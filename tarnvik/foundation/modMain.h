@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <vector>
 
 namespace tarnvik {
 
@@ -18,6 +19,13 @@ double RoundHalfEven(double value);
 int32_t ToInt32(double value);
 int16_t ToInt16(double value);
 uint8_t ToByte(double value);
+
+// Whole arrays of samples through a scale factor: each value becomes ToInt32(value *
+// factor), or ToInt32(value / factor), in order, the first that does not fit raising 6.
+// A factor of exactly 1 changes no integer and can raise nothing, so the values are then
+// left as they are.
+void MultiplyToInt32(std::vector<int32_t>& values, double factor);
+void DivideToInt32(std::vector<int32_t>& values, double factor);
 
 // Raises error 6 unless value fits in 16 bits; for positions and lengths that are
 // carried in int32_t so that callers outside the range get an error, not a wrap.

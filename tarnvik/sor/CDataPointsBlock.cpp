@@ -85,6 +85,24 @@ void CDataPointsBlock::SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_
   });
 }
 
+std::vector<int32_t> CDataPointsBlock::DataPointArray(int32_t nScaleIndex) const {
+  return Guarded(kModule, "Get DataPointArray()", [&] {
+    const ScaleFactorRecord& record = Record(nScaleIndex);
+    std::vector<int32_t> values(static_cast<std::size_t>(record.count), 0);
+    std::copy(record.stored.begin(), record.stored.end(), values.begin());
+    return values;
+  });
+}
+
+void CDataPointsBlock::SetDataPointArray(int32_t nScaleIndex, const std::vector<int32_t>& values) {
+  Guarded(kModule, "Let DataPointArray()", [&] {
+    ScaleFactorRecord& record = Record(nScaleIndex);
+    if (values.size() > static_cast<std::size_t>(record.count)) Raise(err::SubscriptOutOfRange);
+    if (record.stored.size() < values.size()) record.stored.resize(values.size());
+    std::copy(values.begin(), values.end(), record.stored.begin());
+  });
+}
+
 int32_t CDataPointsBlock::TotalNumberofDataPoints() const {
   return Guarded(kModule, "Get TotalNumberofDataPoints()", [&] {
     int64_t total = 0;

@@ -1,7 +1,9 @@
 #include "tarnvik/foundation/modByteArrays.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstring>
 
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
@@ -41,15 +43,16 @@ void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
     value += PowerOf256(length) / 2;
   }
   const int32_t whole = ToInt32(value);
-  const int32_t topDivisor = ToInt32(PowerOf256(length - 1));
+  // 256^0..256^3 are 32-bit integers, taken from a table; any other power is converted
+  // (and fails) as above.
+  static constexpr int32_t kIntPowers[] = {1, 256, 65536, 16777216};
+  const int32_t topDivisor = length >= 1 && length <= 4 ? kIntPowers[length - 1] : ToInt32(PowerOf256(length - 1));
   if (topDivisor == 0) Raise(err::DivisionByZero);
   const int32_t top = whole / topDivisor;
   if (top < 0 || top > 255) Raise(err::Overflow);
   out[length - 1] = static_cast<uint8_t>(negative ? (top | 0x80) : top);
-  for (int32_t k = length - 2; k >= 0; --k) {
-    const int32_t mask = ToInt32(PowerOf256(k + 1) - 1);
-    const int32_t divisor = ToInt32(PowerOf256(k));
-    out[k] = static_cast<uint8_t>((whole & mask) / divisor);
+  for (int32_t k = length - 2; k >= 0; --k) {  // here length is 2..4, so k + 1 <= 3
+    out[k] = static_cast<uint8_t>((whole & (kIntPowers[k + 1] - 1)) / kIntPowers[k]);
   }
 }
 
@@ -128,8 +131,13 @@ int32_t Unsigned16RunToByteArray(const int32_t* values, int32_t count, ByteArray
   uint8_t* field = bytes.Span(start, 2 * n);
   for (int32_t k = 0; k < n; ++k) {
     const int32_t value = values[k];
-    field[2 * k] = static_cast<uint8_t>(value & 0xFF);
-    field[2 * k + 1] = static_cast<uint8_t>(value < 0 ? 0 : value >> 8);
+    const auto field16 = static_cast<uint16_t>(value < 0 ? value & 0xFF : value);
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(field + 2 * k, &field16, 2);  // the same two bytes, low first, in one store
+    } else {
+      field[2 * k] = static_cast<uint8_t>(field16 & 0xFF);
+      field[2 * k + 1] = static_cast<uint8_t>(field16 >> 8);
+    }
   }
   return n;
 }
@@ -148,8 +156,12 @@ std::string ByteArrayToString(const ByteArray& bytes, int32_t start, int32_t len
 
 int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t start, bool zeroTerminate) {
   if (start < 0) start = bytes.LBound();
-  const std::vector<char32_t> chars = DecodeUtf8(text);
-  const int64_t count = static_cast<int64_t>(chars.size()) + (zeroTerminate ? 1 : 0);
+  // ASCII text (every byte below 0x80, as the SOR format's texts are) is its own
+  // characters and needs no decoding; anything else is decoded from UTF-8.
+  const bool ascii = std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  const std::vector<char32_t> chars = ascii ? std::vector<char32_t>() : DecodeUtf8(text);
+  const std::size_t length = ascii ? text.size() : chars.size();
+  const int64_t count = static_cast<int64_t>(length) + (zeroTerminate ? 1 : 0);
   CheckInt16(start);
   const int16_t next = CheckInt16(start + count);
   for (const char32_t c : chars) {
@@ -157,8 +169,12 @@ int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t sta
   }
   if (count == 0) return next;  // nothing to write, wherever start lies
   uint8_t* field = bytes.Span(start, static_cast<int32_t>(count));
-  for (std::size_t i = 0; i < chars.size(); ++i) field[i] = static_cast<uint8_t>(chars[i]);
-  if (zeroTerminate) field[chars.size()] = 0;
+  if (ascii) {
+    std::copy(text.begin(), text.end(), field);
+  } else {
+    for (std::size_t i = 0; i < length; ++i) field[i] = static_cast<uint8_t>(chars[i]);
+  }
+  if (zeroTerminate) field[length] = 0;
   return next;
 }
 

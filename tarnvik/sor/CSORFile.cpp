@@ -1,5 +1,7 @@
 #include "tarnvik/sor/CSORFile.h"
 
+#include <utility>
+
 #include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modByteArrays.h"
@@ -249,7 +251,7 @@ std::vector<uint8_t> CSORFile::BuildImage() {
     entry->SetBlockID(id);
     entry->SetRevisionNum(revision);
     entry->SetBlockSize(body.Count());
-    entry->SetRawData(body);
+    entry->SetRawData(std::move(body));
     blocks->Add(entry);
   };
   add("GenParams", kGenParamsRevision, BuildGenParamsBlock());
@@ -290,7 +292,11 @@ std::vector<uint8_t> CSORFile::BuildImage() {
     }
   });
 
-  std::vector<uint8_t> image(mapBody.data(), mapBody.data() + mapBody.size());
+  std::size_t imageSize = mapBody.size() + 2;
+  for (const auto& entry : *blocks) imageSize += entry->RawData().size();
+  std::vector<uint8_t> image;
+  image.reserve(imageSize);
+  image.insert(image.end(), mapBody.data(), mapBody.data() + mapBody.size());
   for (const auto& entry : *blocks) {
     if (entry == checksum) continue;
     const ByteArray& body = entry->RawData();

@@ -186,7 +186,7 @@ void CSORFile::ParseBlock(const CBlock& entry, ByteArray& body, CCRC& crc) {
     block->SetBlockID(id);
     block->SetRevision(entry.RevisionNum());
     block->SetBlockSize(entry.BlockSize());
-    block->SetRawData(body);
+    block->SetRawData(std::move(body));  // the loader has no further use for the body
     proprietary_->Add(block);
   }
 }

@@ -48,12 +48,15 @@ void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
   static constexpr int32_t kIntPowers[] = {1, 256, 65536, 16777216};
   const int32_t topDivisor = length >= 1 && length <= 4 ? kIntPowers[length - 1] : ToInt32(PowerOf256(length - 1));
   if (topDivisor == 0) Raise(err::DivisionByZero);
-  const int32_t top = whole / topDivisor;
+  // The quotient truncated toward zero, as integer division gives it; the divisor is
+  // 256^(length - 1) with length 1..4 here (any other length has raised above).
+  int32_t top = whole >> (8 * (length - 1));
+  if (whole < 0 && (whole & (topDivisor - 1)) != 0) ++top;
   if (top < 0 || top > 255) Raise(err::Overflow);
   out[length - 1] = static_cast<uint8_t>(negative ? (top | 0x80) : top);
-  for (int32_t k = length - 2; k >= 0; --k) {  // here length is 2..4, so k + 1 <= 3
-    out[k] = static_cast<uint8_t>((whole & (kIntPowers[k + 1] - 1)) / kIntPowers[k]);
-  }
+  // The lower bytes: (value AND 256^(k+1) - 1) / 256^k, a non-negative number divided
+  // by a power of two, is that byte of the value.
+  for (int32_t k = length - 2; k >= 0; --k) out[k] = static_cast<uint8_t>((whole >> (8 * k)) & 0xFF);
 }
 
 // How many 2-byte fields from start, at most count, lie inside the array with both

@@ -79,6 +79,35 @@ TEST(Conversions, RoundHalfToEvenAndOverflow) {
   EXPECT_EQ(Capture([] { ToByte(-0.6); }).number, 6);
 }
 
+// ToInt32 converts an integral value in range at once; every other value goes through
+// the rounding path. Both must agree on every integral value (all of -70000..70000,
+// then the int32 range in steps of 65537, and its edges) and on the halves and
+// near-integers beside them, which must take the rounding path; results or errors alike.
+TEST(Conversions, IntegralFastPathMatchesTheRoundingPath) {
+  std::vector<double> inputs;
+  for (int64_t v = -70000; v <= 70000; ++v) inputs.push_back(static_cast<double>(v));
+  for (int64_t v = INT32_MIN; v <= INT32_MAX; v += 65537) inputs.push_back(static_cast<double>(v));
+  for (const int64_t v : {int64_t{INT32_MIN} - 1, int64_t{INT32_MIN}, int64_t{INT32_MAX}, int64_t{INT32_MAX} + 1}) {
+    inputs.push_back(static_cast<double>(v));
+  }
+  const std::size_t integral = inputs.size();
+  for (std::size_t i = 0; i < integral; i += 97) {
+    for (const double offset : {-0.5, 0.5, 1e-9, -1e-9}) inputs.push_back(inputs[i] + offset);
+  }
+  inputs.push_back(-0.0);
+  inputs.push_back(std::nan(""));
+  inputs.push_back(1e300);
+  int32_t mismatches = 0;
+  for (const double v : inputs) {
+    int32_t fast = 0;
+    int32_t rounded = 0;
+    const int32_t fastError = Capture([&] { fast = ToInt32(v); }).number;
+    const int32_t roundedError = Capture([&] { rounded = detail::ToInt32Rounded(v); }).number;
+    mismatches += fastError != roundedError || fast != rounded;
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
 // Whole sample arrays through a scale factor against ToInt32 of each value: a factor of 1
 // skips the rounding, so every sample a file can hold (0..65535) and the int32 extremes
 // must come out as ToInt32 gives them; other factors round each value, and the first

@@ -38,3 +38,4 @@
 #include "tarnvik/trace/CTrace.h"
 #include "tarnvik/trace/CTraces.h"
 #include "tarnvik/trace/TraceEnums.h"
+#include "tarnvik/fileops/CFileOperations.h"

@@ -81,12 +81,21 @@ std::tm LocalNow() {
   return local;
 }
 
+namespace {
+// Days between the OLE origin (1899-12-30) and 1970-01-01.
+constexpr double kUnixEpochDate = 25569.0;
+constexpr double kSecondsPerDay = 86400.0;
+}  // namespace
+
 Date Now() {
   const std::tm local = LocalNow();
-  // 25569 days lie between the OLE origin (1899-12-30) and 1970-01-01.
-  const int64_t days = DaysFromCivil(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday) + 25569;
+  const int64_t days = DaysFromCivil(local.tm_year + 1900, local.tm_mon + 1, local.tm_mday);
   const double seconds = local.tm_hour * 3600.0 + local.tm_min * 60.0 + local.tm_sec;
-  return static_cast<double>(days) + seconds / 86400.0;
+  return static_cast<double>(days) + kUnixEpochDate + seconds / kSecondsPerDay;
 }
+
+Date DateFromUnixSeconds(double seconds) { return kUnixEpochDate + seconds / kSecondsPerDay; }
+
+double UnixSecondsFromDate(Date date) { return (date - kUnixEpochDate) * kSecondsPerDay; }
 
 }  // namespace tarnvik

@@ -33,6 +33,10 @@ int32_t QRDToSORTime(int32_t value);
 
 // The current local date and time.
 Date Now();
+// A count of seconds from 1 January 1970 00:00:00 as a Date and back, with no time-zone
+// adjustment (SR-4731 files stamp their traces so).
+Date DateFromUnixSeconds(double seconds);
+double UnixSecondsFromDate(Date date);
 // The same, broken down (for texts such as the log's time stamp).
 std::tm LocalNow();
 

@@ -157,12 +157,12 @@ int RunConvert(const std::vector<std::string>& inputs, const std::string& output
   }
   bool failed = false;
   for (const auto& path : inputs) {
-    failed = !TryFile(path, log, err, [&] {
+    const std::string target = inputs.size() > 1 ? Beside(output, path, extension) : output;
+    failed = !TryFile(path + " -> " + target, log, err, [&] {
       // The SOR file is kept so that writing SR-4731 again keeps the fields a trace
       // does not carry (language code, data flag, user offset, serial numbers).
       CFileOperations ops;
       const auto trace = Read(path, options, true, ops);
-      const std::string target = inputs.size() > 1 ? Beside(output, path, extension) : output;
       ops.WriteTrace(trace, target, 0, options.version.major, options.version.minor, options.version.build);
       out << path << " -> " << target << "\n";
     }) || failed;

@@ -126,6 +126,15 @@ TEST(InfoReport, HintsForMapRevisionAndReflectanceThreshold) {
   ASSERT_EQ(th.size(), 1u);
   EXPECT_NE(th[0].find("40000 thousandths"), std::string::npos);
 
+  FileReport upper;
+  upper.path = "TRACE.SOR";
+  upper.failure = Failure{10512, "Trace file is not valid JSON", "CFileOperations:ReadTrace()",
+                          "CTrace:LoadFromFile()", {}};
+  const auto up = ExplainFailure(upper);
+  ASSERT_EQ(up.size(), 1u);
+  EXPECT_NE(up[0].find("\"SOR\" is read in the trace's own format"), std::string::npos) << up[0];
+  upper.path = "trace.trc";
+  EXPECT_TRUE(ExplainFailure(upper).empty());
   EXPECT_TRUE(ExplainFailure(FileReport{}).empty());
 }
 

@@ -1,7 +1,9 @@
 #include "file_report.h"
 
+#include <cctype>
 #include <map>
 
+#include "tarnvik/foundation/modFileUtil.h"
 
 namespace tarnvik::tool {
 
@@ -40,6 +42,12 @@ std::vector<std::string> ExplainFailure(const FileReport& r) {
   std::vector<std::string> hints;
   if (!r.failure) return hints;
   const Failure& f = *r.failure;
+  std::string ext = ParseFileExt(r.path);
+  for (char& c : ext) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (!r.sorPath && ext == "sor") {
+    hints.push_back("Only the extension \"sor\" in lower case is read as SR-4731; \"" + ParseFileExt(r.path) +
+                    "\" is read in the trace's own format. Rename the file to read it as SR-4731.");
+  }
   if (f.number == ERR_WrongVersion && r.sor) {
     hints.push_back("Only files whose map has revision 100 (SR-4731 version 1) are read; this one gives " +
                     std::to_string(r.sor->MapBlock()->MapRevision()) +

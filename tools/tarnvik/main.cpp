@@ -63,10 +63,12 @@ int main(int argc, char** argv) {
       "convert", "Read traces and write them again: \"sor\" (lower case) as SR-4731, any other extension in the "
                  "trace's own format.");
   std::vector<std::string> paths;
-  convert->add_option("IN... OUT", paths, "Input files, then the output file (or, for several inputs, a folder)")
+  convert->add_option("FILES", paths,
+                      "IN OUT: a file and the file to write; IN... FOLDER: files and the folder to write into "
+                      "(with --to)")
       ->required()
       ->expected(2, -1);
-  convert->add_option("--to", extension, "Extension of the files written into OUT when there are several inputs");
+  convert->add_option("--to", extension, "Extension of the files written into FOLDER (\"sor\", \"trc\", ...)");
   addIgnoreCRC(convert);
 
   for (CLI::App* command : {info, dump, plot, convert}) command->footer(kExitCodes);

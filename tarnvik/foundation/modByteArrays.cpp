@@ -27,19 +27,21 @@ int16_t FieldEnd(int32_t start, int32_t length) {
 }
 
 // Computes the bytes of value low byte first into out[0..length-1]; the caller places
-// them in the array in the order it needs.
+// them in the array in the order it needs. Everything is 32-bit integer arithmetic on
+// the rounded value: the top byte is the value integer-divided by 256^(length - 1),
+// and only a quotient outside 0..255 overflows, so a small negative value has a top
+// byte of 0 and its low bytes in two's complement (-1 in 2 unsigned bytes is FF 00).
+// The divisor itself must be a 32-bit integer: 256^4 is not (6, a width of 5 or more),
+// and 256^-1 rounds to 0 (11, a width of 0 or less). Widths 1 to 4 remain.
 void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
-  if (length < 1 || length > 4) Raise(err::InvalidCall);
   bool negative = false;
   if (bSigned && value < 0) {
     negative = true;
     value += PowerOf256(length) / 2;
   }
   const int32_t whole = ToInt32(value);
-  // Whatever is still negative here (a negative value in an unsigned field, or one
-  // below the signed range) has no top byte in 0..255.
-  if (whole < 0) Raise(err::Overflow);
   const int32_t topDivisor = ToInt32(PowerOf256(length - 1));
+  if (topDivisor == 0) Raise(err::DivisionByZero);
   const int32_t top = whole / topDivisor;
   if (top < 0 || top > 255) Raise(err::Overflow);
   out[length - 1] = static_cast<uint8_t>(negative ? (top | 0x80) : top);
@@ -115,6 +117,7 @@ int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t sta
   for (const char32_t c : chars) {
     if (c > 0xFF) Raise(err::Overflow);
   }
+  if (count == 0) return next;  // nothing to write, wherever start lies
   uint8_t* field = bytes.Span(start, static_cast<int32_t>(count));
   for (std::size_t i = 0; i < chars.size(); ++i) field[i] = static_cast<uint8_t>(chars[i]);
   if (zeroTerminate) field[chars.size()] = 0;

@@ -17,8 +17,11 @@ namespace tarnvik {
 double ByteArrayToNumLSB(ByteArray& bytes, int32_t start, int32_t length, bool bSigned);
 
 // Low byte first; returns start + length. The value is rounded half to even to a 32-bit
-// integer; a top byte outside 0..255 raises error 6. A positive value too large for a
-// signed field is written with the sign bit set, as long as its top byte fits.
+// integer; its top byte is the value integer-divided by 256^(length - 1), and a quotient
+// outside 0..255 raises error 6. So a positive value too large for a signed field is
+// written with the sign bit set, and a small negative one into an unsigned field in two's
+// complement below a top byte of 0 (-1 in 2 bytes: FF 00), as long as the top byte fits.
+// A length of 5 or more raises 6 (256^4 is no 32-bit integer), one of 0 or less 11.
 int16_t NumToByteArrayLSB2(double value, int32_t length, ByteArray& bytes, int32_t start, bool bSigned);
 
 // The same encoder, high byte first.

@@ -51,6 +51,11 @@ int16_t CheckInt16(int64_t value) {
   return static_cast<int16_t>(value);
 }
 
+int32_t CheckInt32(int64_t value) {
+  if (value < INT32_MIN || value > INT32_MAX) Raise(err::Overflow);
+  return static_cast<int32_t>(value);
+}
+
 double Log10(double value) {
   return Guarded(kModule, "Log10()", [&] {
     if (!(value > 0.0)) Raise(err::InvalidCall);
@@ -60,9 +65,7 @@ double Log10(double value) {
 
 int32_t SORTimeToQRD(int32_t value) {
   return Guarded(kModule, "SORTimeToQRD()", [&] {
-    const int64_t product = static_cast<int64_t>(value) * 20;
-    if (product < INT32_MIN || product > INT32_MAX) Raise(err::Overflow);
-    return static_cast<int32_t>(product);
+    return CheckInt32(int64_t{value} * 20);
   });
 }
 

@@ -22,6 +22,9 @@ uint8_t ToByte(double value);
 // Raises error 6 unless value fits in 16 bits; for positions and lengths that are
 // carried in int32_t so that callers outside the range get an error, not a wrap.
 int16_t CheckInt16(int64_t value);
+// The same for 32 bits: a sum, difference or product of 32-bit values, formed in 64
+// bits, raises 6 instead of wrapping.
+int32_t CheckInt32(int64_t value);
 
 // Natural logarithm of value divided by that of 10.
 double Log10(double value);

@@ -60,8 +60,9 @@ void CheckParsed(const std::string& blockName, int32_t size, int32_t position);
 void CheckInserted(const std::string& blockName, int32_t size, int32_t position);
 }  // namespace detail
 
-// Reads a body whose fields run from `start` to `size` (a block body: 1..Count(); the
-// map: 9..map size) with read(BlockReader&), then checks that it ended at size + 1.
+// Reads a block body whose fields run from `start` to `size` with read(BlockReader&),
+// then checks that it ended at size + 1. (The map reads its entries with a BlockReader
+// too, but passes the codec's 9 on: only the block parsers turn it into 10512.)
 template <class Read>
 void ParseBody(const std::string& blockName, ByteArray& body, int32_t size, int32_t start, Read&& read) {
   BlockReader reader(body, start);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "tarnvik/foundation/modErrors.h"
 #include "tarnvik/foundation/modMain.h"
@@ -16,6 +17,17 @@ constexpr int64_t kHeaderSize = 6;
 // A record's sample count and factor ahead of its samples.
 constexpr int64_t kRecordHeaderSize = 6;
 }  // namespace
+
+int32_t CDataPointsBlock::ScaleFactorRecord::Sample(int32_t i) const {
+  if (i < 1 || i > count) Raise(err::SubscriptOutOfRange);
+  return static_cast<std::size_t>(i) <= stored.size() ? stored[static_cast<std::size_t>(i) - 1] : 0;
+}
+
+int32_t& CDataPointsBlock::ScaleFactorRecord::Sample(int32_t i) {
+  if (i < 1 || i > count) Raise(err::SubscriptOutOfRange);
+  if (static_cast<std::size_t>(i) > stored.size()) stored.resize(static_cast<std::size_t>(i), 0);
+  return stored[static_cast<std::size_t>(i) - 1];
+}
 
 const CDataPointsBlock::ScaleFactorRecord& CDataPointsBlock::Record(int32_t nScaleIndex) const {
   if (nScaleIndex < 1 || static_cast<std::size_t>(nScaleIndex) > records_.size()) Raise(err::SubscriptOutOfRange);
@@ -33,10 +45,7 @@ int16_t CDataPointsBlock::NumberScaleFactorsUsed() const {
 
 void CDataPointsBlock::SetNumberScaleFactorsUsed(int16_t value) {
   Guarded(kModule, "Let NumberScaleFactorsUsed()", [&] {
-    if (value < 0) {
-      Raise(err::InvalidCall,
-            "NumberScaleFactorsUsed cannot be negative. " + std::to_string(value) + " is not allowed.");
-    }
+    if (value < 0) Raise(err::SubscriptOutOfRange);
     if (value > 0) records_.assign(static_cast<std::size_t>(value), ScaleFactorRecord{});
   });
 }
@@ -51,37 +60,35 @@ void CDataPointsBlock::SetScaleFactor(int32_t nScaleIndex, int16_t value) {
 
 int32_t CDataPointsBlock::NumDataPointsForScaleFactor(int32_t nScaleIndex) const {
   return Guarded(kModule, "Get NumDataPointsForScaleFactor()", [&] {
-    return Record(nScaleIndex).samples.Count();
+    return Record(nScaleIndex).count;
   });
 }
 
 void CDataPointsBlock::SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value) {
   Guarded(kModule, "Let NumDataPointsForScaleFactor()", [&] {
     ScaleFactorRecord& record = Record(nScaleIndex);
-    if (value < 0) {
-      Raise(err::InvalidCall,
-            "NumDataPointsForScaleFactor cannot be negative. " + std::to_string(value) + " is not allowed.");
-    }
-    record.samples.Reset(value);
+    if (value < 0) Raise(err::SubscriptOutOfRange);
+    record.count = value;
+    std::vector<int32_t>().swap(record.stored);
   });
 }
 
 int32_t CDataPointsBlock::DataPoints(int32_t nScaleIndex, int32_t lIndex) const {
   return Guarded(kModule, "Get DataPoints()", [&] {
-    return Record(nScaleIndex).samples[lIndex];
+    return std::as_const(Record(nScaleIndex)).Sample(lIndex);
   });
 }
 
 void CDataPointsBlock::SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value) {
   Guarded(kModule, "Let DataPoints()", [&] {
-    Record(nScaleIndex).samples[lIndex] = value;
+    Record(nScaleIndex).Sample(lIndex) = value;
   });
 }
 
 int32_t CDataPointsBlock::TotalNumberofDataPoints() const {
   return Guarded(kModule, "Get TotalNumberofDataPoints()", [&] {
     int64_t total = 0;
-    for (const ScaleFactorRecord& record : records_) total += record.samples.Count();
+    for (const ScaleFactorRecord& record : records_) total += record.count;
     return ToInt32(static_cast<double>(total));
   });
 }
@@ -95,20 +102,16 @@ int32_t CDataPointsBlock::Parse(ByteArray& body) {
     SetNumberScaleFactorsUsed(ToInt16(r.Signed(2)));
     const int32_t scaleFactors = NumberScaleFactorsUsed();  // 0 when the file holds none
     for (int32_t i = 1; i <= scaleFactors; ++i) {
-      const int32_t count = ToInt32(r.Signed(4));
-      // Samples the rest of the body can hold after the factor. A larger count is never
-      // allocated: only what fits is, and the read after it fails where reading the
-      // whole count would have.
-      const int32_t room = std::max(0, size - r.Position() - 1) / 2;
-      SetNumDataPointsForScaleFactor(i, std::min(count, room));
+      SetNumDataPointsForScaleFactor(i, ToInt32(r.Signed(4)));
       SetScaleFactor(i, ToInt16(r.Signed(2)));
-      for (int32_t& sample : records_[static_cast<std::size_t>(i) - 1].samples) {
-        sample = ToInt32(r.Unsigned(2));
+      // The samples are stored as they are read: a count larger than the body holds
+      // ends at the first sample missing, having set aside only what the body holds.
+      ScaleFactorRecord& record = Record(i);
+      record.stored.reserve(static_cast<std::size_t>(std::clamp((size - r.Position() + 1) / 2, 0, record.count)));
+      for (int32_t j = 1; j <= record.count; ++j) {
+        const int32_t sample = ToInt32(r.Unsigned(2));
+        record.stored.push_back(sample);
         if (sample > maximum) maximum = sample;
-      }
-      if (count > room) {
-        r.Unsigned(2);  // past the end of the body: raises
-        detail::RaiseParsedPast(kBlockName, size, r.Position());
       }
     }
   });
@@ -118,7 +121,7 @@ int32_t CDataPointsBlock::Parse(ByteArray& body) {
 ByteArray CDataPointsBlock::Build() const {
   int64_t size = kHeaderSize;
   for (const ScaleFactorRecord& record : records_) {
-    size += kRecordHeaderSize + 2 * static_cast<int64_t>(record.samples.Count());
+    size += kRecordHeaderSize + 2 * static_cast<int64_t>(record.count);
   }
   // Positions in a body are 16-bit: a larger body could never be written completely, so
   // fail with the codec's overflow before setting aside room for it.
@@ -128,9 +131,9 @@ ByteArray CDataPointsBlock::Build() const {
     w.Signed(total, 4);
     w.Signed(NumberScaleFactorsUsed(), 2);
     for (const ScaleFactorRecord& record : records_) {
-      w.Signed(record.samples.Count(), 4);
+      w.Signed(record.count, 4);
       w.Signed(record.scaleFactor, 2);
-      for (const int32_t sample : record.samples) w.Unsigned(sample, 2);
+      for (int32_t j = 1; j <= record.count; ++j) w.Unsigned(record.Sample(j), 2);
     }
   });
 }

@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
-#include "tarnvik/foundation/IndexedArray.h"
 
 namespace tarnvik {
 
@@ -17,7 +16,7 @@ class CDataPointsBlock {
   CDataPointsBlock& operator=(const CDataPointsBlock&) = delete;
 
   // Writing S > 0 replaces the records by S new ones (factor 1, no samples); writing 0
-  // keeps the records as they are; a negative value raises 5.
+  // keeps the records as they are; a negative S cannot dimension the records and raises 9.
   int16_t NumberScaleFactorsUsed() const;
   void SetNumberScaleFactorsUsed(int16_t value);
 
@@ -25,10 +24,10 @@ class CDataPointsBlock {
   int16_t ScaleFactor(int32_t nScaleIndex) const;
   void SetScaleFactor(int32_t nScaleIndex, int16_t value);
   // Writing n > 0 gives the record n zero samples (its old ones are discarded), 0 empties
-  // it, a negative count raises 5.
+  // it, a negative count cannot dimension the samples and raises 9.
   int32_t NumDataPointsForScaleFactor(int32_t nScaleIndex) const;
   void SetNumDataPointsForScaleFactor(int32_t nScaleIndex, int32_t value);
-  // Any 32-bit value is kept; one outside 0..65535 makes Build() raise 6.
+  // Any 32-bit value is kept; one outside -255..65535 makes Build() raise 6.
   int32_t DataPoints(int32_t nScaleIndex, int32_t lIndex) const;
   void SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value);
 
@@ -36,17 +35,27 @@ class CDataPointsBlock {
   int32_t TotalNumberofDataPoints() const;
 
   // Library-internal: the block body (indexed from 1) in and out. Parse replaces the
-  // whole content and returns the largest sample read (0 when there is none). The total
-  // stored in the file is not checked; Build writes the real one.
+  // whole content and returns the largest sample read (0 when there is none); each count
+  // is assigned as read, so a body that ends early leaves the counts it gave and the
+  // samples read before the error. The total stored in the file is not checked; Build
+  // writes the real one.
   int32_t Parse(ByteArray& body);
   ByteArray Build() const;
 
  private:
   static constexpr const char* kModule = "CDataPointsBlock";
 
+  // A record's samples 1..count. Only those up to the last one written are stored and
+  // the rest read as 0, so a count taken from a file costs memory only as its samples
+  // are actually read.
   struct ScaleFactorRecord {
     int16_t scaleFactor = 1;
-    IndexedArray<int32_t> samples;
+    int32_t count = 0;
+    std::vector<int32_t> stored;
+
+    // Sample i; 9 outside 1..count.
+    int32_t Sample(int32_t i) const;
+    int32_t& Sample(int32_t i);
   };
 
   // The record at a 1-based index; raises 9 outside the records.

@@ -25,7 +25,8 @@ class CKeyEventsBlock {
   void SetEndtoEndMarkerPosStart(int32_t value) { endtoEndMarkerPosStart_ = value; }
   int32_t EndtoEndMarkerPosEnd() const { return endtoEndMarkerPosEnd_; }
   void SetEndtoEndMarkerPosEnd(int32_t value) { endtoEndMarkerPosEnd_ = value; }
-  // Carried in two unsigned bytes: 0..65535 can be saved, anything else fails Build with 6.
+  // Carried in two unsigned bytes: -255..65535 can be saved (a negative value in two's
+  // complement under a top byte of 0), anything else fails Build with 6.
   int32_t OpticalReturnLoss() const { return opticalReturnLoss_; }
   void SetOpticalReturnLoss(int32_t value) { opticalReturnLoss_ = value; }
   int32_t ORLMarkerPosStart() const { return orlMarkerPosStart_; }

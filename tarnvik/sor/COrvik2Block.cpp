@@ -72,14 +72,11 @@ void COrvik2Block::Parse(ByteArray& body) {
   ParseBody(kBlockName, body, size, 1, [&](BlockReader& r) {
     SetBlockID(r.Text());
 
-    // Check the count against the body before dimensioning the cursors, so that a
-    // corrupt count fails where its cursors would have run out, without allocating
-    // for them. A negative count fails in SetCursorCount (9, reported as past size).
-    const int16_t cursors = ToInt16(r.Signed(2));
-    const int32_t whole = (size - (r.Position() - 1)) / kCursorSize;
-    if (cursors > whole) detail::RaiseParsedPast(kBlockName, size, r.Position() + kCursorSize * whole);
-    SetCursorCount(cursors);
-    for (int32_t i = 1; i <= cursors; ++i) SetCursorLocation(i, ToInt32(r.Signed(kCursorSize)));
+    // The count is assigned before its cursors are read, so a body that holds fewer
+    // keeps the count and the cursors read before the one missing. A negative count
+    // cannot dimension the cursors: 9, reported as reading past the block.
+    SetCursorCount(ToInt16(r.Signed(2)));
+    for (int32_t i = 1; i <= CursorCount(); ++i) SetCursorLocation(i, ToInt32(r.Signed(kCursorSize)));
 
     // Events are created one record at a time: a count larger than the body holds ends
     // at the first record that does not fit.

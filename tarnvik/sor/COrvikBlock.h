@@ -39,8 +39,9 @@ class COrvikBlock {
   // is just the two cursors. Without a key events block there is nothing to fall back
   // on: 91.
   void Parse(ByteArray& body, const CKeyEventsBlock* keyEvents);
-  // Writes one level per key event, in order; the two counts must agree (10512 when
-  // they do not). A null keyEvents raises 91; a level outside 0..65535 raises 6.
+  // Writes one level per key event, in order; the two counts must agree. More key
+  // events than levels fail on reading the missing level (9), fewer leave the body
+  // short (10512). A null keyEvents raises 91; a level outside -255..65535 raises 6.
   ByteArray Build(const CKeyEventsBlock* keyEvents) const;
 
  private:

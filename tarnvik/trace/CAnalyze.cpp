@@ -18,17 +18,6 @@ const CTrace& RequireTrace(const std::shared_ptr<CTrace>& oTrace) {
   return *oTrace;
 }
 
-// 32-bit integer arithmetic that raises 6 instead of wrapping.
-int32_t Checked32(int64_t value) {
-  if (value < std::numeric_limits<int32_t>::min() || value > std::numeric_limits<int32_t>::max()) {
-    Raise(err::Overflow);
-  }
-  return static_cast<int32_t>(value);
-}
-int32_t CheckedAdd(int32_t a, int32_t b) { return Checked32(static_cast<int64_t>(a) + b); }
-int32_t CheckedSub(int32_t a, int32_t b) { return Checked32(static_cast<int64_t>(a) - b); }
-int32_t CheckedMul(int32_t a, int32_t b) { return Checked32(static_cast<int64_t>(a) * b); }
-
 // A 64-bit result that must be finite.
 double CheckedFinite(double value) {
   if (!std::isfinite(value)) Raise(err::Overflow);
@@ -108,10 +97,10 @@ int16_t CAnalyze::LeastSquares(const std::shared_ptr<CTrace>& oTrace, int32_t nI
       const int32_t x = i - 1;
       const int32_t y = points[static_cast<std::size_t>(i - 1)];
       n = CheckInt16(n + 1);
-      sumX = CheckedAdd(sumX, x);
-      sumY = CheckedAdd(sumY, y);
+      sumX = CheckInt32(int64_t{sumX} + x);
+      sumY = CheckInt32(int64_t{sumY} + y);
       // Each term is an exact integer added to the float sum with one rounding.
-      sumXY = static_cast<float>(static_cast<double>(sumXY) + CheckedMul(x, y));
+      sumXY = static_cast<float>(static_cast<double>(sumXY) + CheckInt32(int64_t{x} * y));
       sumXX = static_cast<float>(static_cast<double>(sumXX) + static_cast<double>(x) * x);
     }
     return detail::FitLineFromSums(n, sumX, sumY, sumXY, sumXX, dSlope, dYIntercept);
@@ -128,8 +117,8 @@ int32_t CAnalyze::QPointToPower(int32_t lQPoint, const std::shared_ptr<CTrace>& 
     if (lQPoint == sampleQPoint) return level;
     // Always the forward difference from sample n, also when the Q-point lies below it:
     // the line through n and n + 1 is then extended backwards.
-    const int32_t rise = CheckedSub(trace.DataPoints(n + 1), level);
-    const int32_t scaled = CheckedMul(rise, CheckedSub(lQPoint, sampleQPoint));
+    const int32_t rise = CheckInt32(int64_t{trace.DataPoints(n + 1)} - level);
+    const int32_t scaled = CheckInt32(int64_t{rise} * CheckInt32(int64_t{lQPoint} - sampleQPoint));
     return ToInt32(static_cast<double>(level) + static_cast<double>(scaled) / 8.0);
   });
 }
@@ -181,7 +170,7 @@ int32_t CAnalyze::ComputeLoss(const std::shared_ptr<CTrace>& oTrace, int32_t lLe
         static_cast<int64_t>(right) < static_cast<int64_t>(sampleRight) - 1000) {
       right = sampleRight;
     }
-    return CheckedSub(right, lLeftCursorLevel);
+    return CheckInt32(int64_t{right} - lLeftCursorLevel);
   });
 }
 

@@ -5,6 +5,7 @@
 #include "tarnvik/foundation/NumberText.h"
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
+#include "tarnvik/foundation/modMain.h"
 #include "tarnvik/trace/CEvent.h"
 #include "tarnvik/trace/CEventPipe.h"
 #include "tarnvik/trace/CEvents.h"
@@ -232,18 +233,25 @@ void CTrace::SetEventORL(float value) {
   });
 }
 
+std::size_t CTrace::EventMarkSlot(int32_t lIndex) {
+  if (lIndex < 1 || lIndex > 2) Raise(err::SubscriptOutOfRange);
+  return static_cast<std::size_t>(lIndex - 1);
+}
+
 int32_t CTrace::EventORLMark(int32_t lIndex) const {
-  return Guarded(kModule, "Get EventORLMark()", [&] {
-    if (lIndex < 1 || lIndex > 2) Raise(err::SubscriptOutOfRange);
-    return eventMarks_[lIndex - 1];
-  });
+  return Guarded(kModule, "Get EventORLMark()", [&] { return eventMarks_[EventMarkSlot(lIndex)]; });
 }
 
 void CTrace::SetEventORLMark(int32_t lIndex, int32_t value) {
-  Guarded(kModule, "Let EventORLMark()", [&] {
-    if (lIndex < 1 || lIndex > 2) Raise(err::SubscriptOutOfRange);
-    SetOnChange(eventMarks_[lIndex - 1], value);
-  });
+  Guarded(kModule, "Let EventORLMark()", [&] { SetOnChange(eventMarks_[EventMarkSlot(lIndex)], value); });
+}
+
+int32_t CTrace::EventLossMark(int32_t lIndex) const {
+  return Guarded(kModule, "Get EventLossMark()", [&] { return eventMarks_[EventMarkSlot(lIndex)]; });
+}
+
+void CTrace::SetEventLossMark(int32_t lIndex, int32_t value) {
+  Guarded(kModule, "Let EventLossMark()", [&] { SetOnChange(eventMarks_[EventMarkSlot(lIndex)], value); });
 }
 
 // ---- Cursors ------------------------------------------------------------------------
@@ -405,9 +413,11 @@ float CTrace::QRDToPower(float fQRD) const {
     if (p < lower) p = lower;
     if (p > upper) p = upper;
     if (f >= static_cast<float>(Samples())) return static_cast<float>(DataPoints(Samples()));
+    // p is a 16-bit index, so the one after it is too; the rise between the two samples
+    // is a 32-bit difference. Either overflows (6) rather than wrapping.
     const int32_t here = DataPoints(p);
-    const int32_t next = DataPoints(p + 1);
-    return CheckedFloat(here + static_cast<double>(next - here) * static_cast<double>(f - static_cast<float>(p)));
+    const int32_t rise = CheckInt32(int64_t{DataPoints(CheckInt16(int64_t{p} + 1))} - here);
+    return CheckedFloat(here + static_cast<double>(rise) * static_cast<double>(f - static_cast<float>(p)));
   });
 }
 

@@ -163,10 +163,11 @@ class CTrace {
   float EventORL() const { return eventORL_; }
   void SetEventORL(float value);  // 0..65.535 dB
   // One two-element store read and written under both names; lIndex 1 or 2 (else 9).
+  // Each name is its own procedure: a failure names the one the client called.
   int32_t EventORLMark(int32_t lIndex) const;
   void SetEventORLMark(int32_t lIndex, int32_t value);
-  int32_t EventLossMark(int32_t lIndex) const { return EventORLMark(lIndex); }
-  void SetEventLossMark(int32_t lIndex, int32_t value) { SetEventORLMark(lIndex, value); }
+  int32_t EventLossMark(int32_t lIndex) const;
+  void SetEventLossMark(int32_t lIndex, int32_t value);
 
   // ---- Supplier texts carried through (never dirty) -----------------------------------
   const std::string& MainFrameID() const { return mainFrameID_; }
@@ -317,6 +318,8 @@ class CTrace {
   float eventEndLoss_ = 0;
   float eventORL_ = 0;
   int32_t eventMarks_[2] = {0, 0};
+  // The element of the marker store for lIndex; 9 unless lIndex is 1 or 2.
+  static std::size_t EventMarkSlot(int32_t lIndex);
 
   std::string mainFrameID_;
   std::string moduleID_;

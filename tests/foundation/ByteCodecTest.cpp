@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "support/Fixtures.h"
+#include "support/SorBytes.h"
 #include "tarnvik/foundation/modByteArrays.h"
 
 namespace tarnvik::testing {
@@ -29,18 +30,13 @@ TEST(ByteCodec, SignedDecodeClearsTheSignBitInTheCallersArray) {
   EXPECT_EQ(ByteArrayToNumLSB(d, 0, 0, false), 40000.0);  // length 0: the whole array
 }
 
-TEST(ByteCodec, EncodeSignednessAndOverflow) {
+TEST(ByteCodec, EncodeSignednessAndByteOrder) {
   ByteArray a(1, 2);
   EXPECT_EQ(NumToByteArrayLSB2(-1, 2, a, 1, true), 3);
   EXPECT_EQ(a, Of({0xFF, 0xFF}));
   NumToByteArrayLSB2(32768, 2, a, 1, true);  // too large for signed, written with bit 7 set
   EXPECT_EQ(a, Of({0x00, 0x80}));
   EXPECT_EQ(ByteArrayToNumLSB(a, 1, 2, true), -32768.0);
-
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(65536, 2, a, 1, false); }).number, 6);
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(-1, 2, a, 1, false); }).number, 6);      // negative, unsigned
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(-32769, 2, a, 1, true); }).number, 6);   // below the signed range
-  EXPECT_EQ(Capture([&] { NumToByteArrayLSB2(3e9, 4, a, 1, false); }).number, 6);     // beyond 32 bits
 
   ByteArray w(1, 4);
   NumToByteArrayLSB2(-70000, 4, w, 1, true);
@@ -49,6 +45,44 @@ TEST(ByteCodec, EncodeSignednessAndOverflow) {
   EXPECT_EQ(a, Of({0x12, 0x34}));
   NumToByteArray2(-2, 2, a, 1, true);
   EXPECT_EQ(a, Of({0xFF, 0xFE}));
+}
+
+// The top byte is the value integer-divided by 256^(length - 1) in 32-bit integers, and
+// only a quotient outside 0..255 overflows; the lower bytes are the value AND their mask.
+// Each case runs through both byte orders.
+TEST(ByteCodec, EncodeOverflowsOnlyOnTheTopQuotient) {
+  const struct {
+    double value;
+    int32_t length;
+    bool bSigned;
+    Bytes lowFirst;  // empty when the case fails
+    int32_t error;
+  } cases[] = {
+      {-1, 2, false, {0xFF, 0x00}, 0},  // quotient 0, low byte -1 AND 255
+      {-255, 2, false, {0x01, 0x00}, 0},
+      {-1, 4, false, {0xFF, 0xFF, 0xFF, 0x00}, 0},
+      {-32769, 2, true, {0xFF, 0x80}, 0},  // -1 once the sign offset is added
+      {-256, 2, false, {}, 6},             // quotient -1
+      {-40000, 2, false, {}, 6},           // quotient -156
+      {-1, 1, false, {}, 6},               // one byte: the quotient is the value
+      {-33024, 2, true, {}, 6},
+      {65536, 2, false, {}, 6},
+      {3e9, 4, false, {}, 6},  // no 32-bit integer
+      {1, 5, false, {}, 6},    // nor is 256^4
+      {1, 0, false, {}, 11},   // 256^-1 rounds to 0
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(::testing::Message() << c.value << " in " << c.length << (c.bSigned ? " signed" : " unsigned"));
+    ByteArray low(1, 6);
+    ByteArray high(1, 6);
+    const Raised r = Capture([&] { NumToByteArrayLSB2(c.value, c.length, low, 1, c.bSigned); });
+    EXPECT_EQ(Capture([&] { NumToByteArray2(c.value, c.length, high, 1, c.bSigned); }).number, c.error);
+    EXPECT_EQ(r.number, c.error);
+    EXPECT_EQ(r.description, c.error == 0 ? "" : c.error == 6 ? "Overflow" : "Division by zero");
+    const Bytes highFirst(high.data(), high.data() + c.lowFirst.size());
+    EXPECT_EQ(Bytes(low.data(), low.data() + c.lowFirst.size()), c.lowFirst);
+    EXPECT_EQ(Bytes(highFirst.rbegin(), highFirst.rend()), c.lowFirst);
+  }
 }
 
 TEST(ByteCodec, EncodeRoundsHalfToEven) {
@@ -93,6 +127,10 @@ TEST(ByteCodec, TextWithAndWithoutTerminator) {
   EXPECT_EQ(ByteArrayToString(l), "\xC3\xA9");
   EXPECT_EQ(Capture([&] { StringToByteArray("\xE2\x82\xAC", l); }).number, 6);
   EXPECT_EQ(Capture([&] { StringToByteArray("abcd", l); }).number, 9);  // the array is never resized
+  // An empty text writes nothing, so any start is its own next position; its terminator
+  // still needs a byte.
+  EXPECT_EQ(StringToByteArray("", l, 10), 10);
+  EXPECT_EQ(Capture([&] { StringToByteArray("", l, 10, true); }).number, 9);
 }
 
 TEST(ByteCodec, UnicodeTextIsUtf16LittleEndian) {

@@ -91,17 +91,18 @@ TEST(DataPointsBlock, PropertyRules) {
   EXPECT_RAISES(block.DataPoints(1, 1), 9, "CDataPointsBlock:Get DataPoints()", "Subscript out of range");
   block.SetNumDataPointsForScaleFactor(1, 1);
   EXPECT_RAISES(block.SetDataPoints(1, 2, 0), 9, "CDataPointsBlock:Let DataPoints()", "Subscript out of range");
-  EXPECT_RAISES(block.SetNumDataPointsForScaleFactor(1, -1), 5, "CDataPointsBlock:Let NumDataPointsForScaleFactor()",
-                "NumDataPointsForScaleFactor cannot be negative. -1 is not allowed.");
-  EXPECT_RAISES(block.SetNumberScaleFactorsUsed(-2), 5, "CDataPointsBlock:Let NumberScaleFactorsUsed()",
-                "NumberScaleFactorsUsed cannot be negative. -2 is not allowed.");
+  // A negative count cannot dimension an array.
+  EXPECT_RAISES(block.SetNumDataPointsForScaleFactor(1, -1), 9, "CDataPointsBlock:Let NumDataPointsForScaleFactor()",
+                "Subscript out of range");
+  EXPECT_RAISES(block.SetNumberScaleFactorsUsed(-2), 9, "CDataPointsBlock:Let NumberScaleFactorsUsed()",
+                "Subscript out of range");
   EXPECT_EQ(block.NumDataPointsForScaleFactor(1), 1);  // nothing changed by the refusals
 
   // Samples that do not fit an unsigned 16-bit field are kept but cannot be saved.
   block.SetDataPoints(1, 1, 65536);
   EXPECT_EQ(block.DataPoints(1, 1), 65536);
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
-  block.SetDataPoints(1, 1, -1);
+  block.SetDataPoints(1, 1, -256);  // a top byte of -1
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
 }
 
@@ -148,14 +149,16 @@ TEST(DataPointsBlock, ParseSizeChecksAndHostileCounts) {
     EXPECT_RAISES(parse(b), 10512, "", past + "15, Parsed: 14.");
   }
   {
-    // The hostile count is never allocated: the record holds only the sample read.
+    // The count is kept as the file gave it, with the sample read before the failure;
+    // only that sample takes memory.
     BodyBuilder b;
     b.I32(0).I16(1).I32(INT32_MAX).I16(1).U16(4);
     ByteArray body = b.ToByteArray();
     CDataPointsBlock block;
     EXPECT_EQ(Capture([&] { block.Parse(body); }).number, 10512);
-    EXPECT_EQ(block.NumDataPointsForScaleFactor(1), 1);
+    EXPECT_EQ(block.NumDataPointsForScaleFactor(1), INT32_MAX);
     EXPECT_EQ(block.DataPoints(1, 1), 4);
+    EXPECT_EQ(block.DataPoints(1, INT32_MAX), 0);
   }
   BodyBuilder noFactor;  // the count, then nothing
   noFactor.I32(0).I16(1).I32(INT32_MAX);
@@ -164,10 +167,13 @@ TEST(DataPointsBlock, ParseSizeChecksAndHostileCounts) {
   manyRecords.I32(0).I16(32767);
   EXPECT_RAISES(parse(manyRecords), 10512, "", past + "6, Parsed: 6.");
 
+  // Negative counts fail as their arrays do (9), which the parser reports as past size.
   BodyBuilder negative;
   negative.I32(0).I16(1).I32(-1).I16(1);
-  EXPECT_RAISES(parse(negative), 5, "CDataPointsBlock:Let NumDataPointsForScaleFactor()",
-                "NumDataPointsForScaleFactor cannot be negative. -1 is not allowed.");
+  EXPECT_RAISES(parse(negative), 10512, "", past + "12, Parsed: 10.");
+  BodyBuilder negativeRecords;
+  negativeRecords.I32(0).I16(-1);
+  EXPECT_RAISES(parse(negativeRecords), 10512, "", past + "6, Parsed: 6.");
 }
 
 }  // namespace

@@ -115,7 +115,10 @@ TEST(FixedParametersBlock, PropertyRules) {
 TEST(FixedParametersBlock, UnsignedFieldsRefuseWhatTheyCannotHold) {
   {
     CFixedParametersBlock block;
-    block.SetLossThreshold(-1);
+    block.SetLossThreshold(-1);  // a top byte of 0 fits: written in two's complement
+    EXPECT_EQ(ToBytes(block.Build())[48], 0xFF);
+    EXPECT_EQ(ToBytes(block.Build())[49], 0x00);
+    block.SetLossThreshold(-256);  // a top byte of -1 does not
     EXPECT_RAISES(block.Build(), 6, "", "Overflow");
   }
   {

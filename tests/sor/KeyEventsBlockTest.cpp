@@ -255,7 +255,7 @@ TEST(KeyEventsBlock, BuildRefusesWhatTheFieldsCannotHold) {
   CKeyEventsBlock block;
   block.SetOpticalReturnLoss(65536);
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
-  block.SetOpticalReturnLoss(-1);
+  block.SetOpticalReturnLoss(-256);  // top byte -1; down to -255 the top byte is 0
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
   block.SetOpticalReturnLoss(0);
   auto event = std::make_shared<CKeyEvent>();

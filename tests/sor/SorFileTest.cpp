@@ -72,6 +72,7 @@ TEST_F(SorFile, NewFileWritesExactlyTheDefaultBlocks) {
   EXPECT_EQ(sor->MapBlock()->MapBlocks()->Count(), 5);
   EXPECT_EQ(sor->MapBlock()->MapSize(), map.mapSize);
   EXPECT_EQ(sor->CRCValue(), 0);  // saving does not change it
+  EXPECT_EQ(LogLines(), std::vector<std::string>{});  // nothing deleted, so nothing to log
 }
 
 TEST_F(SorFile, LoadedFileIsSavedInTheFixedOrderWithUnknownBlocksBeforeTheChecksum) {
@@ -130,11 +131,26 @@ TEST_F(SorFile, MapAndChecksumErrors) {
                   "Unrecognized file format version \"24909\"");
   }
   {
-    // The map claims two bytes more than its entries fill.
-    BodyBuilder b;
-    b.U16(100).I32(8 + 16 + 2).I16(2).Text("GenParams").U16(100).I32(24).U8(0).U8(0).Raw(DefaultGenParamsBody());
-    EXPECT_RAISES(CSORFile().LoadFromFile(Write("map.sor", b.bytes()), true), 10512, "CSORFile:LoadFromFile()",
-                  "Not all data in the Map Block was parsed.\r\nBlock Size: 26, Parsed: 24.");
+    // Entries that end short of the map size are a parse error; the map and the "Cksum"
+    // body are decoded directly, so a field past their end is a subscript error.
+    BodyBuilder longer;  // the map claims two bytes more than its entries fill
+    longer.U16(100).I32(8 + 16 + 2).I16(2).Text("GenParams").U16(100).I32(24).U8(0).U8(0).Raw(DefaultGenParamsBody());
+    BodyBuilder shorter;  // three blocks counted, one entry present
+    shorter.U16(100).I32(8 + 16).I16(3).Text("GenParams").U16(100).I32(24).Raw(DefaultGenParamsBody());
+    const struct {
+      Bytes file;
+      int32_t number;
+      std::string description;
+    } cases[] = {
+        {longer.bytes(), 10512, "Not all data in the Map Block was parsed.\r\nBlock Size: 26, Parsed: 24."},
+        {shorter.bytes(), 9, "Subscript out of range"},
+        {AssembleSor({{"GenParams", 100, DefaultGenParamsBody()}, {"Cksum", 100, {0x12}}}, false), 9,
+         "Subscript out of range"},
+    };
+    for (const auto& c : cases) {
+      EXPECT_RAISES(CSORFile().LoadFromFile(Write("map.sor", c.file), true), c.number, "CSORFile:LoadFromFile()",
+                    c.description);
+    }
   }
   {
     Bytes wrong = valid;
@@ -214,6 +230,37 @@ TEST_F(SorFile, AFailureDeepInALoadLeavesOneLogLinePerProcedure) {
   const Raised r = Capture([&] { CSORFile().LoadFromFile(Write("sup.sor", AssembleSor({{"SupParams", 100, sup}}))); });
   EXPECT_EQ(r.number, 10512);
   EXPECT_EQ(r.description.rfind("Not all data in the Fixed Parameters Block was parsed.\r\n", 0), 0u) << r.description;
+}
+
+// A load stops at the first error, and the blocks keep each field read before it: a
+// count as the file gave it, then the items present.
+TEST_F(SorFile, AFailedLoadKeepsWhatWasReadBeforeTheError) {
+  const struct {
+    SorBlock block;
+    std::string description;
+    std::function<void(const CSORFile&)> check;
+  } cases[] = {
+      {{"Orvik2", 200, BodyBuilder().Text("Orvik2").I16(3).I32(111).I32(222).bytes()},
+       "Attempted to parse Orvik2 Block past block size.\r\nBlock Size: 17, Parsed: 17.",
+       [](const CSORFile& sor) {
+         EXPECT_EQ(sor.Orvik2Block()->CursorCount(), 3);
+         EXPECT_EQ(sor.Orvik2Block()->CursorLocation(1), 111);
+         EXPECT_EQ(sor.Orvik2Block()->CursorLocation(2), 222);
+       }},
+      {{"DataPts", 100, BodyBuilder().I32(5).I16(1).I32(5).I16(1000).U16(7).U16(9).bytes()},
+       "Attempted to parse Data Points Block past block size.\r\nBlock Size: 16, Parsed: 16.",
+       [](const CSORFile& sor) {
+         EXPECT_EQ(sor.DataPointsBlock()->NumDataPointsForScaleFactor(1), 5);
+         EXPECT_EQ(sor.DataPointsBlock()->ScaleFactor(1), 1000);
+         EXPECT_EQ(sor.DataPointsBlock()->DataPoints(1, 2), 9);
+       }},
+  };
+  for (const auto& c : cases) {
+    CSORFile sor;
+    EXPECT_RAISES(sor.LoadFromFile(Write("part.sor", AssembleSor({c.block}))), 10512, "CSORFile:LoadFromFile()",
+                  c.description);
+    c.check(sor);
+  }
 }
 
 TEST_F(SorFile, RemoveMethods) {

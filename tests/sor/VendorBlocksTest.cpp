@@ -111,9 +111,8 @@ TEST(OrvikBlock, BuildErrors) {
   block.SetEventCount(3);
   EXPECT_RAISES(block.Build(KeyEventsWith(2).get()), 10512, "",
                 "Not all data for Orvik Block was inserted. Block Size: 14, inserted: 12");
-  block.SetEventCount(1);
-  EXPECT_RAISES(block.Build(KeyEventsWith(2).get()), 10512, "",
-                "Not all data for Orvik Block was inserted. Block Size: 10, inserted: 12");
+  block.SetEventCount(1);  // a level for each key event: the second is past the levels
+  EXPECT_RAISES(block.Build(KeyEventsWith(2).get()), 9, "COrvikBlock:Get EventLevels()", "Subscript out of range");
   block.SetEventLevels(1, 65536);
   EXPECT_RAISES(block.Build(KeyEventsWith(1).get()), 6, "", "Overflow");
 }
@@ -207,7 +206,7 @@ TEST(Orvik2Block, CursorsEventRulesAndBuildErrors) {
   EXPECT_RAISES(block.SetCursorCount(-1), 9, "COrvik2Block:Let CursorCount()", "Subscript out of range");
 
   auto event = std::make_shared<CKeyEvent>();
-  event->SetEventLevel(-1);  // EventLevel is carried unsigned
+  event->SetEventLevel(-256);  // EventLevel is carried unsigned: a top byte of -1
   block.Events()->Add(event);
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
 
@@ -228,7 +227,8 @@ TEST(Orvik2Block, HostileCountsEndInAParseError) {
     COrvik2Block block;
     EXPECT_RAISES(block.Parse(body), 10512, "",
                   "Attempted to parse Orvik2 Block past block size.\r\nBlock Size: 17, Parsed: 17.");
-    EXPECT_EQ(block.CursorCount(), 0);  // never dimensioned for the claimed count
+    EXPECT_EQ(block.CursorCount(), 32767);  // the count as given, with the cursors read
+    EXPECT_EQ(block.CursorLocation(2), 2);
   }
   {
     BodyBuilder b;

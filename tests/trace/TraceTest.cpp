@@ -130,7 +130,26 @@ TEST(Trace, DirtyEventCounting) {
   EXPECT_EQ(trace.EventORLMark(2), 7);  // one store under two names
   trace.SetEventORLMark(2, 7);
   EXPECT_EQ(counter.raised, 15);
-  EXPECT_RAISES(trace.EventLossMark(3), 9, "CTrace:Get EventORLMark()", "Subscript out of range");
+}
+
+// The two marker names share one store, but each is its own procedure: an error and its
+// one log line name the procedure the client called.
+class TraceLog : public TempDirTest {};
+
+TEST_F(TraceLog, EachMarkerNameReportsItself) {
+  CTrace trace;
+  const std::pair<std::function<void()>, std::string> calls[] = {
+      {[&] { trace.EventLossMark(3); }, "Get EventLossMark()"},
+      {[&] { trace.SetEventLossMark(0, 1); }, "Let EventLossMark()"},
+      {[&] { trace.EventORLMark(3); }, "Get EventORLMark()"},
+      {[&] { trace.SetEventORLMark(0, 1); }, "Let EventORLMark()"},
+  };
+  for (const auto& [call, procedure] : calls) {
+    EXPECT_RAISES(call(), 9, "CTrace:" + procedure, "Subscript out of range");
+  }
+  const auto lines = LogLines();
+  ASSERT_EQ(lines.size(), 4u);
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_EQ(Fields(lines[i])[3], calls[i].second);
 }
 
 TEST(Trace, EventsMarkTheTraceDirtyWithoutRaisingIsDirty) {
@@ -201,6 +220,13 @@ TEST(Trace, QRDToPowerInterpolates) {
   EXPECT_EQ(trace->QRDToPower(-10), 0.0f);    // f = 0 below the first sample, p clamped to 1
   EXPECT_EQ(trace->QRDToPower(30), 400.0f);   // f = 4 >= Samples: the last sample
   EXPECT_EQ(trace->QRDToPower(1000), 400.0f);
+
+  // The rise between two samples is a 32-bit difference and the sample after p a 16-bit
+  // index: beyond either width the result is an overflow, not a wrapped level.
+  const auto extremes = MakeTrace(2, 10, [](int32_t i) { return i == 1 ? -2000000000 : 2000000000; });
+  EXPECT_RAISES(extremes->QRDToPower(2), 6, "CTrace:QRDToPower()", "Overflow");
+  const auto longTrace = MakeTrace(32768, 32768, [](int32_t i) { return i; });
+  EXPECT_RAISES(longTrace->QRDToPower(32766.5f), 6, "CTrace:QRDToPower()", "Overflow");  // p = 32767
 }
 
 TEST(Trace, CursorsAndDistanceCache) {

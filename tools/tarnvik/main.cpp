@@ -80,6 +80,8 @@ int main(int argc, char** argv) {
     return code == 0 ? 0 : 2;
   }
 
+  // A report on stdout and the error after it stay in order when both go to one file.
+  std::cerr.tie(&std::cout);
   LogCapture log;
   if (info->parsed()) return RunInfo(files, json, options, log, std::cout, std::cerr);
   if (dump->parsed()) return RunDump(files, style, output, options, log, std::cout, std::cerr);

@@ -95,7 +95,10 @@ class EventCodeDecoder {
     if (!reflective && ev_.Reflectance() == 0.0f) ev_.SetReflectance(static_cast<float>(EVREFL_NA));
   }
 
-  // Only undefined and end events are refined by the first character.
+  // The first character refines undefined and end events, and also non-reflective ones
+  // into reflective ("1") or clipped ("2"): the vendor copy stores every single event as
+  // "SI", read as non-reflective, so without it no reflective or clipped event written
+  // with the two-point method would come back as such.
   void TwoPoint() {
     ev_.SetLossMT(LOSS_TwoPoint);
     switch (c2_) {
@@ -108,9 +111,9 @@ class EventCodeDecoder {
     const EnumEventTypes type = ev_.EType();
     if (c1_ == '1') {
       if (type == EVTYPE_End) ev_.SetEType(EVTYPE_ReflectiveEnd);
-      if (type == EVTYPE_Undefined) ev_.SetEType(EVTYPE_Reflective);
+      if (type == EVTYPE_Undefined || type == EVTYPE_NonReflective) ev_.SetEType(EVTYPE_Reflective);
     } else if (c1_ == '2') {
-      if (type == EVTYPE_Undefined) ev_.SetEType(EVTYPE_Clipped);
+      if (type == EVTYPE_Undefined || type == EVTYPE_NonReflective) ev_.SetEType(EVTYPE_Clipped);
     } else {
       if (type == EVTYPE_End) ev_.SetEType(EVTYPE_NonReflectiveEnd);
       if (type == EVTYPE_Undefined) ev_.SetEType(EVTYPE_NonReflective);

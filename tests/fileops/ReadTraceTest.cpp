@@ -271,7 +271,10 @@ TEST_F(ReadTrace, EventCodesDecodeIntoTypeSourceAndMethod) {
       {"0D9999", "2P", 0, nullptr, EVTYPE_NonReflectiveEnd, EVSRC_Manual, LOSS_TwoPoint, 2.0f},
       {"2F9999", "2P", 40000, nullptr, EVTYPE_Clipped, EVSRC_Auto, LOSS_TwoPoint, -40.0f},
       {"0X9999", "2P", 0, nullptr, EVTYPE_NonReflective, EVSRC_Manual, LOSS_TwoPoint, 2.0f},
-      {"1M9999", "2P", 0, "SI", EVTYPE_NonReflective, EVSRC_UserEdited, LOSS_TwoPoint, 1.0f},
+      {"1M9999", "2P", 0, "SI", EVTYPE_Reflective, EVSRC_UserEdited, LOSS_TwoPoint, 1.0f},
+      {"2M9999", "2P", 0, "SI", EVTYPE_Clipped, EVSRC_UserEdited, LOSS_TwoPoint, 0.0f},
+      {"0M9999", "2P", 0, "SI", EVTYPE_NonReflective, EVSRC_UserEdited, LOSS_TwoPoint, 2.0f},
+      {"1F9999", "2P", 0, "MU", EVTYPE_Multiple, EVSRC_Auto, LOSS_TwoPoint, 1.0f},
       {"1A9999", "2P", 0, "EN", EVTYPE_ReflectiveEnd, EVSRC_Manual, LOSS_TwoPoint, 1.0f},
   };
   for (const Case& c : cases) {

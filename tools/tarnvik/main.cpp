@@ -1,0 +1,91 @@
+// tarnvik: the command-line tool over the library. See README.md ("The tarnvik tool").
+#include <CLI/CLI.hpp>
+
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+#include "error_trail.h"
+
+namespace {
+
+constexpr const char* kExitCodes =
+    "Exit codes: 0 every file succeeded, 1 a file failed (its error number, source and description on "
+    "standard error; the other files are still done), 2 bad usage.";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  using namespace tarnvik::tool;
+  CLI::App app{"Reads, shows, plots and converts OTDR traces: SR-4731 \".sor\" files and the trace's own format.",
+               "tarnvik"};
+  app.set_version_flag("--version", TARNVIK_VERSION_TEXT);
+  app.footer(kExitCodes);
+  app.require_subcommand(1);
+
+  CommonOptions options;
+  options.version = {TARNVIK_VERSION_MAJOR, TARNVIK_VERSION_MINOR, TARNVIK_VERSION_PATCH};
+  std::vector<std::string> files;
+  std::string output;
+  bool json = false;
+  int style = 0;
+  std::string extension;
+
+  auto addIgnoreCRC = [&](CLI::App* command) {
+    command->add_flag("--ignore-crc", options.ignoreCRC, "Read SOR files whose checksum does not match");
+  };
+
+  CLI::App* info = app.add_subcommand(
+      "info", "Show each file's parameters, cursors and events. For a SOR file that does not become a trace, show "
+              "its map, the blocks that were read and the error that stopped it.");
+  info->add_option("FILE", files, "Trace files (.sor or the trace's own format)")->required();
+  info->add_flag("--json", json, "One JSON object per file and line (fields: docs/tarnvik-info.md)");
+  addIgnoreCRC(info);
+
+  CLI::App* dump = app.add_subcommand("dump", "Write the samples as text (CTrace::DumpSamples).");
+  dump->add_option("FILE", files, "Trace files")->required();
+  dump->add_option("--style", style, "0: one sample a line; 1: index and sample; 2: with the position conversions")
+      ->check(CLI::Range(0, 2))
+      ->default_val(0);
+  dump->add_option("-o,--output", output,
+                   "Output file (one FILE) or existing folder (several FILEs); standard output if not given");
+  addIgnoreCRC(dump);
+
+  CLI::App* plot = app.add_subcommand("plot", "Draw each trace as an SVG picture: level against distance, events, "
+                                              "cursors.");
+  plot->add_option("FILE", files, "Trace files")->required();
+  plot->add_option("-o,--output", output,
+                   "Output .svg (one FILE) or existing folder (several FILEs); FILE's name with .svg if not given");
+  addIgnoreCRC(plot);
+
+  CLI::App* convert = app.add_subcommand(
+      "convert", "Read traces and write them again: \"sor\" (lower case) as SR-4731, any other extension in the "
+                 "trace's own format.");
+  std::vector<std::string> paths;
+  convert->add_option("FILES", paths,
+                      "IN OUT: a file and the file to write; IN... FOLDER: files and the folder to write into "
+                      "(with --to)")
+      ->required()
+      ->expected(2, -1);
+  convert->add_option("--to", extension, "Extension of the files written into FOLDER (\"sor\", \"trc\", ...)");
+  addIgnoreCRC(convert);
+
+  for (CLI::App* command : {info, dump, plot, convert}) command->footer(kExitCodes);
+
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    const int code = app.exit(e);
+    return code == 0 ? 0 : 2;
+  }
+
+  // A report on stdout and the error after it stay in order when both go to one file.
+  std::cerr.tie(&std::cout);
+  LogCapture log;
+  if (info->parsed()) return RunInfo(files, json, options, log, std::cout, std::cerr);
+  if (dump->parsed()) return RunDump(files, style, output, options, log, std::cout, std::cerr);
+  if (plot->parsed()) return RunPlot(files, output, options, log, std::cout, std::cerr);
+  const std::vector<std::string> inputs(paths.begin(), paths.end() - 1);
+  return RunConvert(inputs, paths.back(), extension, options, log, std::cout, std::cerr);
+}

@@ -187,9 +187,8 @@ void RegisterFile(const std::string& label, const fs::path& path) {
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+// The files are registered before main() runs, so that the usual benchmark main applies.
+const bool kRegistered = [] {
   SetMessageBoxHandler([](const std::string&) {});
   const fs::path bundled = fs::path(TARNVIK_SOURCE_DIR) / "examples" / "sample.sor";
   RegisterFile("sample", fs::exists(bundled) ? bundled : BuildTraceFile(4000, "sample.sor"));
@@ -198,8 +197,9 @@ int main(int argc, char** argv) {
   for (const char* name : kCorpusFiles) {
     if (fs::exists(corpus / name)) RegisterFile(fs::path(name).stem().stem().string(), corpus / name);
   }
-  benchmark::Initialize(&argc, argv);
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
-  return 0;
-}
+  return true;
+}();
+
+}  // namespace
+
+BENCHMARK_MAIN();

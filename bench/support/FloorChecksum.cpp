@@ -26,7 +26,11 @@ struct Tables {
   }
 };
 
-const Tables kTables;
+// Built on first use, so that benchmarks registered before main() may use it.
+const Tables& TheTables() {
+  static const Tables tables;
+  return tables;
+}
 
 }  // namespace
 
@@ -46,7 +50,7 @@ FileBuffer ReadWholeFileFloor(const std::string& path) {
 }
 
 uint16_t ChecksumFloor(const uint8_t* p, std::size_t n, uint16_t crc) {
-  const auto& t = kTables.t;
+  const auto& t = TheTables().t;
   uint32_t c = crc;
   for (; n >= 16; n -= 16, p += 16) {
     c = t[15][(c >> 8) ^ p[0]] ^ t[14][(c & 0xFFu) ^ p[1]] ^ t[13][p[2]] ^ t[12][p[3]] ^ t[11][p[4]] ^

@@ -118,9 +118,10 @@ void ReadSamples(const CSORFile& sor, CTrace& trace) {
   const auto block = sor.DataPointsBlock();
   if (!block || block->NumberScaleFactorsUsed() <= 0) return;
   trace.SetSamples(block->NumDataPointsForScaleFactor(1));
-  const int16_t n = CheckInt16(trace.Samples());
-  const double factor = block->ScaleFactor(1) / 1000.0;
-  for (int32_t i = 1; i <= n; ++i) trace.SetDataPoints(i, ToInt32(factor * block->DataPoints(1, i)));
+  CheckInt16(trace.Samples());  // a count past 16 bits raises 6, as it always has
+  std::vector<int32_t> samples = block->DataPointArray(1);
+  MultiplyToInt32(samples, block->ScaleFactor(1) / 1000.0);
+  trace.SetDataPointArray(samples);
 }
 
 void ReadCursors(const CSORFile& sor, CTrace& trace) {

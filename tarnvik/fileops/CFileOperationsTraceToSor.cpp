@@ -179,9 +179,10 @@ void WriteSamples(const CTrace& trace, CSORFile& sor) {
   block.SetNumberScaleFactorsUsed(1);
   block.SetNumDataPointsForScaleFactor(block.NumberScaleFactorsUsed(), trace.Samples());
   block.SetScaleFactor(1, kWrittenScaleFactor);
-  const int16_t n = CheckInt16(trace.Samples());
-  const double factor = block.ScaleFactor(1) / 1000.0;
-  for (int32_t i = 1; i <= n; ++i) block.SetDataPoints(1, i, ToInt32(trace.DataPoints(i) / factor));
+  CheckInt16(trace.Samples());  // a count past 16 bits raises 6, as it always has
+  std::vector<int32_t> samples = trace.DataPointArray();
+  DivideToInt32(samples, block.ScaleFactor(1) / 1000.0);
+  block.SetDataPointArray(1, samples);
 }
 
 }  // namespace

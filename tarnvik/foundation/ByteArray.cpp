@@ -53,16 +53,6 @@ void ByteArray::ReDimPreserve(int32_t upper) {
   dimensioned_ = true;
 }
 
-uint8_t* ByteArray::Span(int32_t lower, int32_t count) {
-  return const_cast<uint8_t*>(static_cast<const ByteArray*>(this)->Span(lower, count));
-}
-
-const uint8_t* ByteArray::Span(int32_t lower, int32_t count) const {
-  const int64_t first = static_cast<int64_t>(lower) - lower_;
-  if (count < 0 || first < 0 || first + count > static_cast<int64_t>(bytes_.size())) {
-    Raise(err::SubscriptOutOfRange);
-  }
-  return bytes_.data() + first;
-}
+void ByteArray::RaiseSubscript() { Raise(err::SubscriptOutOfRange); }
 
 }  // namespace tarnvik

@@ -39,8 +39,14 @@ class ByteArray {
 
   // Checks that lower..lower+count-1 lies inside the array (error 9 otherwise) and
   // returns a pointer to its first byte.
-  uint8_t* Span(int32_t lower, int32_t count);
-  const uint8_t* Span(int32_t lower, int32_t count) const;
+  uint8_t* Span(int32_t lower, int32_t count) {
+    return const_cast<uint8_t*>(static_cast<const ByteArray*>(this)->Span(lower, count));
+  }
+  const uint8_t* Span(int32_t lower, int32_t count) const {
+    const int64_t first = static_cast<int64_t>(lower) - lower_;
+    if (count < 0 || first < 0 || first + count > static_cast<int64_t>(bytes_.size())) RaiseSubscript();
+    return bytes_.data() + first;
+  }
 
   friend bool operator==(const ByteArray& a, const ByteArray& b) {
     return a.dimensioned_ == b.dimensioned_ && a.lower_ == b.lower_ && a.bytes_ == b.bytes_;
@@ -48,6 +54,7 @@ class ByteArray {
 
  private:
   std::size_t Offset(int32_t index) const;
+  [[noreturn]] static void RaiseSubscript();  // error 9
 
   std::vector<uint8_t> bytes_;
   int32_t lower_ = 0;

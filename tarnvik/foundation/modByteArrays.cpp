@@ -1,6 +1,9 @@
 #include "tarnvik/foundation/modByteArrays.h"
 
+#include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstring>
 
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
@@ -40,16 +43,30 @@ void EncodeBytes(double value, int32_t length, bool bSigned, uint8_t* out) {
     value += PowerOf256(length) / 2;
   }
   const int32_t whole = ToInt32(value);
-  const int32_t topDivisor = ToInt32(PowerOf256(length - 1));
+  // 256^0..256^3 are 32-bit integers, taken from a table; any other power is converted
+  // (and fails) as above.
+  static constexpr int32_t kIntPowers[] = {1, 256, 65536, 16777216};
+  const int32_t topDivisor = length >= 1 && length <= 4 ? kIntPowers[length - 1] : ToInt32(PowerOf256(length - 1));
   if (topDivisor == 0) Raise(err::DivisionByZero);
-  const int32_t top = whole / topDivisor;
+  // The quotient truncated toward zero, as integer division gives it; the divisor is
+  // 256^(length - 1) with length 1..4 here (any other length has raised above).
+  int32_t top = whole >> (8 * (length - 1));
+  if (whole < 0 && (whole & (topDivisor - 1)) != 0) ++top;
   if (top < 0 || top > 255) Raise(err::Overflow);
   out[length - 1] = static_cast<uint8_t>(negative ? (top | 0x80) : top);
-  for (int32_t k = length - 2; k >= 0; --k) {
-    const int32_t mask = ToInt32(PowerOf256(k + 1) - 1);
-    const int32_t divisor = ToInt32(PowerOf256(k));
-    out[k] = static_cast<uint8_t>((whole & mask) / divisor);
-  }
+  // The lower bytes: (value AND 256^(k+1) - 1) / 256^k, a non-negative number divided
+  // by a power of two, is that byte of the value.
+  for (int32_t k = length - 2; k >= 0; --k) out[k] = static_cast<uint8_t>((whole >> (8 * k)) & 0xFF);
+}
+
+// How many 2-byte fields from start, at most count, lie inside the array with both
+// their start and their end (start + 2) inside the 16-bit positions.
+int32_t FieldsInside(const ByteArray& bytes, int32_t start, int32_t count) {
+  if (count <= 0 || !bytes.IsDimensioned()) return 0;
+  const int64_t first = std::max<int64_t>(INT16_MIN, bytes.LBound());
+  const int64_t last = std::min<int64_t>(INT16_MAX - 2, static_cast<int64_t>(bytes.UBound()) - 1);
+  if (start < first || start > last) return 0;
+  return static_cast<int32_t>(std::min<int64_t>(count, (last - start) / 2 + 1));
 }
 
 // Resolves the optional start and length of the text readers.
@@ -96,6 +113,38 @@ void NumToByteArray2(double value, int32_t length, ByteArray& bytes, int32_t sta
   for (int32_t k = 0; k < length; ++k) field[k] = encoded[length - 1 - k];
 }
 
+int32_t ByteArrayToUnsigned16Run(const ByteArray& bytes, int32_t start, int32_t count, int32_t* values) {
+  const int32_t n = FieldsInside(bytes, start, count);
+  if (n == 0) return 0;
+  const uint8_t* field = bytes.Span(start, 2 * n);
+  for (int32_t k = 0; k < n; ++k, field += 2) values[k] = field[0] | (field[1] << 8);
+  return n;
+}
+
+int32_t Unsigned16RunToByteArray(const int32_t* values, int32_t count, ByteArray& bytes, int32_t start) {
+  int32_t n = FieldsInside(bytes, start, count);
+  if (n == 0) return 0;
+  // An integer needs no rounding, and its top byte, value / 256 truncated, fits exactly
+  // for -255..65535 (so -255..-1 write their low byte in two's complement under a top
+  // byte of 0). The run ends before the first value outside that range.
+  const auto fits = [](int32_t value) { return static_cast<uint32_t>(value) + 255u <= 65535u + 255u; };
+  uint32_t misfits = 0;  // counted without an early exit, so that the loop vectorizes
+  for (int32_t k = 0; k < n; ++k) misfits += fits(values[k]) ? 0u : 1u;
+  if (misfits != 0) n = static_cast<int32_t>(std::find_if_not(values, values + n, fits) - values);
+  uint8_t* field = bytes.Span(start, 2 * n);
+  for (int32_t k = 0; k < n; ++k) {
+    const int32_t value = values[k];
+    const auto field16 = static_cast<uint16_t>(value < 0 ? value & 0xFF : value);
+    if constexpr (std::endian::native == std::endian::little) {
+      std::memcpy(field + 2 * k, &field16, 2);  // the same two bytes, low first, in one store
+    } else {
+      field[2 * k] = static_cast<uint8_t>(field16 & 0xFF);
+      field[2 * k + 1] = static_cast<uint8_t>(field16 >> 8);
+    }
+  }
+  return n;
+}
+
 std::string ByteArrayToString(const ByteArray& bytes, int32_t start, int32_t length) {
   TextRange(bytes, start, length);
   if (length > 0) FieldEnd(start, length);
@@ -110,8 +159,12 @@ std::string ByteArrayToString(const ByteArray& bytes, int32_t start, int32_t len
 
 int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t start, bool zeroTerminate) {
   if (start < 0) start = bytes.LBound();
-  const std::vector<char32_t> chars = DecodeUtf8(text);
-  const int64_t count = static_cast<int64_t>(chars.size()) + (zeroTerminate ? 1 : 0);
+  // ASCII text (every byte below 0x80, as the SOR format's texts are) is its own
+  // characters and needs no decoding; anything else is decoded from UTF-8.
+  const bool ascii = std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
+  const std::vector<char32_t> chars = ascii ? std::vector<char32_t>() : DecodeUtf8(text);
+  const std::size_t length = ascii ? text.size() : chars.size();
+  const int64_t count = static_cast<int64_t>(length) + (zeroTerminate ? 1 : 0);
   CheckInt16(start);
   const int16_t next = CheckInt16(start + count);
   for (const char32_t c : chars) {
@@ -119,8 +172,12 @@ int16_t StringToByteArray(const std::string& text, ByteArray& bytes, int32_t sta
   }
   if (count == 0) return next;  // nothing to write, wherever start lies
   uint8_t* field = bytes.Span(start, static_cast<int32_t>(count));
-  for (std::size_t i = 0; i < chars.size(); ++i) field[i] = static_cast<uint8_t>(chars[i]);
-  if (zeroTerminate) field[chars.size()] = 0;
+  if (ascii) {
+    std::copy(text.begin(), text.end(), field);
+  } else {
+    for (std::size_t i = 0; i < length; ++i) field[i] = static_cast<uint8_t>(chars[i]);
+  }
+  if (zeroTerminate) field[length] = 0;
   return next;
 }
 

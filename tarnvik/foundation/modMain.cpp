@@ -42,18 +42,20 @@ double RoundHalfEven(double value) {
   return std::fmod(lower, 2.0) == 0.0 ? lower : lower + 1.0;
 }
 
-int32_t ToInt32(double value) { return CheckedRound<int32_t>(value); }
+namespace detail {
+int32_t ToInt32Rounded(double value) { return CheckedRound<int32_t>(value); }
+}  // namespace detail
 int16_t ToInt16(double value) { return CheckedRound<int16_t>(value); }
 uint8_t ToByte(double value) { return CheckedRound<uint8_t>(value); }
 
-int16_t CheckInt16(int64_t value) {
-  if (value < INT16_MIN || value > INT16_MAX) Raise(err::Overflow);
-  return static_cast<int16_t>(value);
+void MultiplyToInt32(std::vector<int32_t>& values, double factor) {
+  if (factor == 1.0) return;
+  for (int32_t& value : values) value = ToInt32(static_cast<double>(value) * factor);
 }
 
-int32_t CheckInt32(int64_t value) {
-  if (value < INT32_MIN || value > INT32_MAX) Raise(err::Overflow);
-  return static_cast<int32_t>(value);
+void DivideToInt32(std::vector<int32_t>& values, double factor) {
+  if (factor == 1.0) return;
+  for (int32_t& value : values) value = ToInt32(static_cast<double>(value) / factor);
 }
 
 double Log10(double value) {

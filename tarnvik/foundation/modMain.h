@@ -4,6 +4,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <vector>
+
+#include "tarnvik/foundation/modErrors.h"
 
 namespace tarnvik {
 
@@ -15,16 +18,29 @@ double RoundHalfEven(double value);
 
 // Checked conversions: round half to even, then raise error 6 ("Overflow") when the
 // result does not fit (NaN and infinities never fit).
-int32_t ToInt32(double value);
+inline int32_t ToInt32(double value);
 int16_t ToInt16(double value);
 uint8_t ToByte(double value);
 
+// Whole arrays of samples through a scale factor: each value becomes ToInt32(value *
+// factor), or ToInt32(value / factor), in order, the first that does not fit raising 6.
+// A factor of exactly 1 changes no integer and can raise nothing, so the values are then
+// left as they are.
+void MultiplyToInt32(std::vector<int32_t>& values, double factor);
+void DivideToInt32(std::vector<int32_t>& values, double factor);
+
 // Raises error 6 unless value fits in 16 bits; for positions and lengths that are
 // carried in int32_t so that callers outside the range get an error, not a wrap.
-int16_t CheckInt16(int64_t value);
+inline int16_t CheckInt16(int64_t value) {
+  if (value < INT16_MIN || value > INT16_MAX) Raise(err::Overflow);
+  return static_cast<int16_t>(value);
+}
 // The same for 32 bits: a sum, difference or product of 32-bit values, formed in 64
 // bits, raises 6 instead of wrapping.
-int32_t CheckInt32(int64_t value);
+inline int32_t CheckInt32(int64_t value) {
+  if (value < INT32_MIN || value > INT32_MAX) Raise(err::Overflow);
+  return static_cast<int32_t>(value);
+}
 
 // Natural logarithm of value divided by that of 10.
 double Log10(double value);
@@ -42,5 +58,19 @@ Date DateFromUnixSeconds(double seconds);
 double UnixSecondsFromDate(Date date);
 // The same, broken down (for texts such as the log's time stamp).
 std::tm LocalNow();
+
+namespace detail {
+int32_t ToInt32Rounded(double value);
+}  // namespace detail
+
+// An integral value in range is its own rounding: it is converted at once, anything
+// else goes through RoundHalfEven.
+inline int32_t ToInt32(double value) {
+  if (value >= -2147483648.0 && value <= 2147483647.0) {
+    const auto whole = static_cast<int32_t>(value);
+    if (static_cast<double>(whole) == value) return whole;
+  }
+  return detail::ToInt32Rounded(value);
+}
 
 }  // namespace tarnvik

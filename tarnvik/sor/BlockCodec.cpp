@@ -1,7 +1,10 @@
 #include "tarnvik/sor/BlockCodec.h"
 
+#include <algorithm>
+
 #include "tarnvik/sor/SorText.h"
 #include "tarnvik/foundation/modByteArrays.h"
+#include "tarnvik/foundation/modMain.h"
 
 namespace tarnvik {
 
@@ -35,6 +38,19 @@ std::string BlockReader::Text() {
   return text;
 }
 
+void BlockReader::UnsignedRun(int32_t count, std::vector<int32_t>& values) {
+  // The fast run takes what the body holds; any field left over goes through the
+  // single-field decoder, which raises for the first one.
+  const std::size_t at = values.size();
+  const int64_t room = body_.IsDimensioned() ? (static_cast<int64_t>(body_.UBound()) - position_ + 1) / 2 : 0;
+  const auto fit = static_cast<int32_t>(std::clamp<int64_t>(room, 0, std::max(count, 0)));
+  values.resize(at + static_cast<std::size_t>(fit));
+  const int32_t done = ByteArrayToUnsigned16Run(body_, position_, fit, values.data() + at);
+  values.resize(at + static_cast<std::size_t>(done));
+  position_ += 2 * done;
+  for (int32_t k = done; k < count; ++k) values.push_back(ToInt32(Unsigned(2)));
+}
+
 void BlockWriter::Signed(double value, int32_t width) {
   position_ = NumToByteArrayLSB2(value, width, body_, position_, true);
 }
@@ -46,6 +62,13 @@ void BlockWriter::Unsigned(double value, int32_t width) {
 void BlockWriter::FixedText(const std::string& text) { position_ = StringToByteArray(text, body_, position_, false); }
 
 void BlockWriter::Text(const std::string& text) { position_ = StringToByteArray(text, body_, position_, true); }
+
+void BlockWriter::UnsignedRun(const int32_t* values, int32_t count) {
+  // As for reading: the single-field encoder raises for the first value the run left.
+  const int32_t done = Unsigned16RunToByteArray(values, count, body_, position_);
+  position_ += 2 * done;
+  for (int32_t k = done; k < count; ++k) Unsigned(values[k], 2);
+}
 
 namespace detail {
 

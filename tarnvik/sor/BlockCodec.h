@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
 #include "tarnvik/foundation/modErrors.h"
@@ -27,6 +28,10 @@ class BlockReader {
   std::string FixedText(int32_t width);
   // Up to the first zero byte; advances past the text and its zero byte.
   std::string Text();
+  // count unsigned 2-byte fields appended to values, as count calls of Unsigned(2)
+  // would read them: a field that cannot be read raises as Unsigned(2) does, with the
+  // fields before it appended and the position at its start.
+  void UnsignedRun(int32_t count, std::vector<int32_t>& values);
 
   int32_t Position() const { return position_; }
 
@@ -45,6 +50,8 @@ class BlockWriter {
   void FixedText(const std::string& text);
   // The characters and one zero byte.
   void Text(const std::string& text);
+  // count unsigned 2-byte fields, as count calls of Unsigned(value, 2) would write them.
+  void UnsignedRun(const int32_t* values, int32_t count);
 
   int32_t Position() const { return position_; }
   ByteArray& Body() { return body_; }

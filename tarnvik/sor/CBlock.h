@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "tarnvik/foundation/ByteArray.h"
 
@@ -21,8 +22,9 @@ class CBlock {
   int32_t BlockSize() const { return blockSize_; }
   void SetBlockSize(int32_t value) { blockSize_ = value; }
 
-  // Stores a copy of the bytes.
+  // Stores a copy of the bytes (or takes them over, from a temporary).
   void SetRawData(const ByteArray& aryRawData) { rawData_ = aryRawData; }
+  void SetRawData(ByteArray&& aryRawData) { rawData_ = std::move(aryRawData); }
   // Hands a copy of the stored bytes back.
   void GetRawData(ByteArray& Buffer) const { Buffer = rawData_; }
   // Library-internal: the stored bytes without a copy.

@@ -85,6 +85,24 @@ void CDataPointsBlock::SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_
   });
 }
 
+std::vector<int32_t> CDataPointsBlock::DataPointArray(int32_t nScaleIndex) const {
+  return Guarded(kModule, "Get DataPointArray()", [&] {
+    const ScaleFactorRecord& record = Record(nScaleIndex);
+    std::vector<int32_t> values(static_cast<std::size_t>(record.count), 0);
+    std::copy(record.stored.begin(), record.stored.end(), values.begin());
+    return values;
+  });
+}
+
+void CDataPointsBlock::SetDataPointArray(int32_t nScaleIndex, const std::vector<int32_t>& values) {
+  Guarded(kModule, "Let DataPointArray()", [&] {
+    ScaleFactorRecord& record = Record(nScaleIndex);
+    if (values.size() > static_cast<std::size_t>(record.count)) Raise(err::SubscriptOutOfRange);
+    if (record.stored.size() < values.size()) record.stored.resize(values.size());
+    std::copy(values.begin(), values.end(), record.stored.begin());
+  });
+}
+
 int32_t CDataPointsBlock::TotalNumberofDataPoints() const {
   return Guarded(kModule, "Get TotalNumberofDataPoints()", [&] {
     int64_t total = 0;
@@ -107,12 +125,8 @@ int32_t CDataPointsBlock::Parse(ByteArray& body) {
       // The samples are stored as they are read: a count larger than the body holds
       // ends at the first sample missing, having set aside only what the body holds.
       ScaleFactorRecord& record = Record(i);
-      record.stored.reserve(static_cast<std::size_t>(std::clamp((size - r.Position() + 1) / 2, 0, record.count)));
-      for (int32_t j = 1; j <= record.count; ++j) {
-        const int32_t sample = ToInt32(r.Unsigned(2));
-        record.stored.push_back(sample);
-        if (sample > maximum) maximum = sample;
-      }
+      r.UnsignedRun(record.count, record.stored);
+      for (const int32_t sample : record.stored) maximum = std::max(maximum, sample);
     }
   });
   return maximum;
@@ -133,7 +147,12 @@ ByteArray CDataPointsBlock::Build() const {
     for (const ScaleFactorRecord& record : records_) {
       w.Signed(record.count, 4);
       w.Signed(record.scaleFactor, 2);
-      for (int32_t j = 1; j <= record.count; ++j) w.Unsigned(record.Sample(j), 2);
+      // Samples past the last one stored read as 0.
+      w.UnsignedRun(record.stored.data(), static_cast<int32_t>(record.stored.size()));
+      if (const auto unset = record.count - static_cast<int32_t>(record.stored.size()); unset > 0) {
+        const std::vector<int32_t> zeros(static_cast<std::size_t>(unset), 0);
+        w.UnsignedRun(zeros.data(), unset);
+      }
     }
   });
 }

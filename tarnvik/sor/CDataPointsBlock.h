@@ -31,6 +31,13 @@ class CDataPointsBlock {
   int32_t DataPoints(int32_t nScaleIndex, int32_t lIndex) const;
   void SetDataPoints(int32_t nScaleIndex, int32_t lIndex, int32_t value);
 
+  // Library-internal: a record's samples at once. DataPointArray is a copy of samples
+  // 1..count (element 0 is sample 1); SetDataPointArray sets samples 1..values.size() as
+  // SetDataPoints would one by one, and raises 9, changing nothing, when there are more
+  // values than the record has samples.
+  std::vector<int32_t> DataPointArray(int32_t nScaleIndex) const;
+  void SetDataPointArray(int32_t nScaleIndex, const std::vector<int32_t>& values);
+
   // The sample count of all records together.
   int32_t TotalNumberofDataPoints() const;
 

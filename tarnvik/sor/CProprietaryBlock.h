@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <utility>
 
 #include "tarnvik/foundation/ByteArray.h"
 
@@ -23,6 +24,7 @@ class CProprietaryBlock {
   void SetBlockSize(int32_t value) { blockSize_ = value; }
 
   void SetRawData(const ByteArray& aMaster) { rawData_ = aMaster; }
+  void SetRawData(ByteArray&& aMaster) { rawData_ = std::move(aMaster); }  // takes a temporary over
   void GetRawData(ByteArray& Buffer) const { Buffer = rawData_; }
   const ByteArray& RawData() const { return rawData_; }
 

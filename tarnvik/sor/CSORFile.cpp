@@ -1,5 +1,7 @@
 #include "tarnvik/sor/CSORFile.h"
 
+#include <utility>
+
 #include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modByteArrays.h"
@@ -184,7 +186,7 @@ void CSORFile::ParseBlock(const CBlock& entry, ByteArray& body, CCRC& crc) {
     block->SetBlockID(id);
     block->SetRevision(entry.RevisionNum());
     block->SetBlockSize(entry.BlockSize());
-    block->SetRawData(body);
+    block->SetRawData(std::move(body));  // the loader has no further use for the body
     proprietary_->Add(block);
   }
 }
@@ -235,6 +237,10 @@ void CSORFile::SaveToFile(const std::string& sFilename) {
   Guarded(kModule, "SaveToFile()", [&] { ReplaceFile(sFilename, BuildImage()); });
 }
 
+std::vector<uint8_t> CSORFile::SaveToBytes() {
+  return Guarded(kModule, "SaveToBytes()", [&] { return BuildImage(); });
+}
+
 std::vector<uint8_t> CSORFile::BuildImage() {
   auto blocks = map_->MapBlocks();
   blocks->Clear();
@@ -245,7 +251,7 @@ std::vector<uint8_t> CSORFile::BuildImage() {
     entry->SetBlockID(id);
     entry->SetRevisionNum(revision);
     entry->SetBlockSize(body.Count());
-    entry->SetRawData(body);
+    entry->SetRawData(std::move(body));
     blocks->Add(entry);
   };
   add("GenParams", kGenParamsRevision, BuildGenParamsBlock());
@@ -286,7 +292,11 @@ std::vector<uint8_t> CSORFile::BuildImage() {
     }
   });
 
-  std::vector<uint8_t> image(mapBody.data(), mapBody.data() + mapBody.size());
+  std::size_t imageSize = mapBody.size() + 2;
+  for (const auto& entry : *blocks) imageSize += entry->RawData().size();
+  std::vector<uint8_t> image;
+  image.reserve(imageSize);
+  image.insert(image.end(), mapBody.data(), mapBody.data() + mapBody.size());
   for (const auto& entry : *blocks) {
     if (entry == checksum) continue;
     const ByteArray& body = entry->RawData();

@@ -74,6 +74,9 @@ class CSORFile {
   // Builds the whole file first, then replaces any existing file of that name, so that
   // a failed save leaves the old file as it was.
   void SaveToFile(const std::string& sFilename);
+  // Library-internal: the bytes SaveToFile writes, built in memory and not written
+  // anywhere (for the benchmarks, and for callers that send a file elsewhere).
+  std::vector<uint8_t> SaveToBytes();
 
   // Raised with true while loading, right after an "Orvik" block has been parsed.
   Event<bool> OnOrvikBlock;

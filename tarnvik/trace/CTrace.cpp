@@ -337,6 +337,13 @@ void CTrace::SetDataPoints(int32_t lIndex, int32_t value) {
 
 std::vector<int32_t> CTrace::DataPointArray() const { return std::vector<int32_t>(dataPoints_.begin(), dataPoints_.end()); }
 
+void CTrace::SetDataPointArray(const std::vector<int32_t>& values) {
+  Guarded(kModule, "Let DataPointArray()", [&] {
+    if (values.size() > static_cast<std::size_t>(dataPoints_.Count())) Raise(err::SubscriptOutOfRange);
+    std::copy(values.begin(), values.end(), dataPoints_.begin());
+  });
+}
+
 float CTrace::DistancePoints(int32_t lIndex) const {
   return Guarded(kModule, "Get DistancePoints()", [&] {
     if (distancePoints_.Count() == 0 && lIndex == 0) return 0.0f;

@@ -205,6 +205,9 @@ class CTrace {
   void SetDataPoints(int32_t lIndex, int32_t value);  // library-internal; never dirty
   // A copy of the samples; element 0 is sample 1.
   std::vector<int32_t> DataPointArray() const;
+  // Library-internal: samples 1..values.size() at once, as SetDataPoints would set them
+  // one by one; more values than Samples raise 9 and change nothing. Never dirty.
+  void SetDataPointArray(const std::vector<int32_t>& values);
   // The display-distance cache, filled only by CalculateDistancePoints.
   float DistancePoints(int32_t lIndex) const;
 

@@ -133,6 +133,27 @@ TEST(ByteCodec, TextWithAndWithoutTerminator) {
   EXPECT_EQ(Capture([&] { StringToByteArray("", l, 10, true); }).number, 9);
 }
 
+// ASCII text is written without decoding; every ASCII character must give the bytes
+// the decoding path gives (a trailing U+00E9 sends the same text down that path), and
+// the terminator and next position must follow the text alike.
+TEST(ByteCodec, AsciiTextWritesAsDecodedText) {
+  std::string all;
+  for (int c = 0; c < 128; ++c) all += static_cast<char>(c);
+  for (const bool terminate : {false, true}) {
+    ByteArray fast(1, 140);
+    ByteArray decoded(1, 140);
+    for (int32_t i = 1; i <= 140; ++i) fast[i] = decoded[i] = 0xAA;
+    EXPECT_EQ(StringToByteArray(all, fast, 3, terminate), terminate ? 132 : 131);
+    EXPECT_EQ(StringToByteArray(all + "\xC3\xA9", decoded, 3, terminate), terminate ? 133 : 132);
+    EXPECT_EQ(Bytes(fast.data(), fast.data() + 130), Bytes(decoded.data(), decoded.data() + 130));
+    EXPECT_EQ(decoded[131], 0xE9);
+    EXPECT_EQ(fast[131], terminate ? 0x00 : 0xAA);
+  }
+  ByteArray small(1, 3);
+  EXPECT_EQ(Capture([&] { StringToByteArray("abc", small, 2); }).number, 9);
+  EXPECT_EQ(Capture([&] { StringToByteArray("ab", small, 32767); }).number, 6);
+}
+
 TEST(ByteCodec, UnicodeTextIsUtf16LittleEndian) {
   ByteArray a = Of({'O', 0, 'K', 0, 0, 0, 0xAC, 0x20}, 0);
   EXPECT_EQ(ByteArrayToStringUnicode(a, 0, 4), "OK");

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <cmath>
 #include <sstream>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -76,6 +77,64 @@ TEST(Conversions, RoundHalfToEvenAndOverflow) {
   EXPECT_EQ(Capture([] { ToInt32(std::nan("")); }).number, 6);
   EXPECT_EQ(ToByte(255.4), 255);
   EXPECT_EQ(Capture([] { ToByte(-0.6); }).number, 6);
+}
+
+// ToInt32 converts an integral value in range at once; every other value goes through
+// the rounding path. Both must agree on every integral value (all of -70000..70000,
+// then the int32 range in steps of 65537, and its edges) and on the halves and
+// near-integers beside them, which must take the rounding path; results or errors alike.
+TEST(Conversions, IntegralFastPathMatchesTheRoundingPath) {
+  std::vector<double> inputs;
+  for (int64_t v = -70000; v <= 70000; ++v) inputs.push_back(static_cast<double>(v));
+  for (int64_t v = INT32_MIN; v <= INT32_MAX; v += 65537) inputs.push_back(static_cast<double>(v));
+  for (const int64_t v : {int64_t{INT32_MIN} - 1, int64_t{INT32_MIN}, int64_t{INT32_MAX}, int64_t{INT32_MAX} + 1}) {
+    inputs.push_back(static_cast<double>(v));
+  }
+  const std::size_t integral = inputs.size();
+  for (std::size_t i = 0; i < integral; i += 97) {
+    for (const double offset : {-0.5, 0.5, 1e-9, -1e-9}) inputs.push_back(inputs[i] + offset);
+  }
+  inputs.push_back(-0.0);
+  inputs.push_back(std::nan(""));
+  inputs.push_back(1e300);
+  int32_t mismatches = 0;
+  for (const double v : inputs) {
+    int32_t fast = 0;
+    int32_t rounded = 0;
+    const int32_t fastError = Capture([&] { fast = ToInt32(v); }).number;
+    const int32_t roundedError = Capture([&] { rounded = detail::ToInt32Rounded(v); }).number;
+    mismatches += fastError != roundedError || fast != rounded;
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
+// Whole sample arrays through a scale factor against ToInt32 of each value: a factor of 1
+// skips the rounding, so every sample a file can hold (0..65535) and the int32 extremes
+// must come out as ToInt32 gives them; other factors round each value, and the first
+// that does not fit raises 6.
+TEST(Conversions, SampleArraysThroughAScaleFactor) {
+  std::vector<int32_t> values;
+  for (int32_t v = -70000; v <= 70000; ++v) values.push_back(v);
+  const auto expectEachAsToInt32 = [](const std::vector<int32_t>& in, double factor) {
+    std::vector<int32_t> multiplied = in;
+    std::vector<int32_t> divided = in;
+    MultiplyToInt32(multiplied, factor);
+    DivideToInt32(divided, factor);
+    int32_t mismatches = 0;
+    for (std::size_t i = 0; i < in.size(); ++i) {
+      mismatches += multiplied[i] != ToInt32(static_cast<double>(in[i]) * factor);
+      mismatches += divided[i] != ToInt32(static_cast<double>(in[i]) / factor);
+    }
+    EXPECT_EQ(mismatches, 0) << "factor " << factor;
+  };
+  for (const double factor : {1.0, 1.5, 0.5, -2.0 / 3.0}) expectEachAsToInt32(values, factor);
+  expectEachAsToInt32({INT32_MIN, INT32_MIN + 1, -1, 0, INT32_MAX - 1, INT32_MAX}, 1.0);
+
+  std::vector<int32_t> overflowing = {1, 2, INT32_MAX, 3};
+  EXPECT_EQ(Capture([&] { MultiplyToInt32(overflowing, 1.5); }).number, 6);
+  EXPECT_EQ(overflowing, (std::vector<int32_t>{2, 3, INT32_MAX, 3}));  // in order, up to the failure
+  std::vector<int32_t> large = {INT32_MAX};
+  EXPECT_EQ(Capture([&] { DivideToInt32(large, 0.5); }).number, 6);
 }
 
 TEST(Conversions, SorTimeAndQrd) {

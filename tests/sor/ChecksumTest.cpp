@@ -1,4 +1,6 @@
 // The file checksum: CRC-16/CCITT-FALSE, fed in any number of pieces.
+#include <random>
+
 #include <gtest/gtest.h>
 
 #include "support/Fixtures.h"
@@ -29,6 +31,39 @@ TEST(Checksum, CheckValueAndPiecewiseFeeding) {
   table.SetValue(0);
   EXPECT_EQ(table.CRCUpdate(ByteArray::FromBytes(all.data(), all.size())), Crc16(all, 0));
   EXPECT_RAISES(table.SetValue(65536), 6, "CCRC:Let Value()", "Overflow");
+}
+
+// The register is fed 16 bytes at a time, then byte by byte: every length around and
+// across that stride, every start value class, and large buffers must match the
+// bitwise definition, whole or split at any point.
+TEST(Checksum, SlicedUpdateMatchesTheBitwiseDefinition) {
+  constexpr uint32_t kPrngStart = 20240611;
+  std::mt19937 prng(kPrngStart);
+  const auto randomBytes = [&](std::size_t n) {
+    Bytes bytes(n);
+    for (auto& b : bytes) b = static_cast<uint8_t>(prng());
+    return bytes;
+  };
+  const uint16_t registers[] = {0xFFFF, 0x0000, 0x8000, 0x00FF, 0x1D0F};
+  for (std::size_t length = 0; length <= 64; ++length) {
+    for (const uint16_t start : registers) {
+      const Bytes bytes = randomBytes(length);
+      CCRC crc;
+      crc.SetValue(start);
+      EXPECT_EQ(crc.Update(bytes.data(), bytes.size()), Crc16(bytes, start)) << "length " << length << ", start " << start;
+    }
+  }
+  for (const std::size_t length : {std::size_t{1} << 20, std::size_t{1000003}, std::size_t{65536 + 15}}) {
+    const Bytes bytes = randomBytes(length);
+    CCRC crc;
+    EXPECT_EQ(crc.Update(bytes.data(), bytes.size()), Crc16(bytes)) << "length " << length;
+  }
+  const Bytes bytes = randomBytes(100);
+  for (std::size_t split = 0; split <= bytes.size(); ++split) {
+    CCRC crc;
+    crc.Update(bytes.data(), split);
+    EXPECT_EQ(crc.Update(bytes.data() + split, bytes.size() - split), Crc16(bytes)) << "split at " << split;
+  }
 }
 
 }  // namespace

@@ -97,10 +97,14 @@ int RunInfo(const std::vector<std::string>& files, bool json, const CommonOption
   return failed ? 1 : 0;
 }
 
-int RunDump(const std::vector<std::string>& files, int style, const std::string& output,
-            const CommonOptions& options, LogCapture& log, std::ostream& out, std::ostream& err) {
+namespace {
+// The loop dump and plot share: several files need -o to be a folder (usage error 2);
+// each file is read as a trace and handed to work, a failure reported and counted.
+template <class Work>
+int ForEachTrace(const char* command, const std::vector<std::string>& files, const std::string& output,
+                 const CommonOptions& options, LogCapture& log, std::ostream& out, std::ostream& err, Work&& work) {
   if (files.size() > 1 && !output.empty() && !IsFolder(output)) {
-    err << "tarnvik dump: with several files, -o must name an existing folder\n";
+    err << "tarnvik " << command << ": with several files, -o must name an existing folder\n";
     return 2;
   }
   bool failed = false;
@@ -108,44 +112,41 @@ int RunDump(const std::vector<std::string>& files, int style, const std::string&
     failed = !TryFile(path, log, err, [&] {
       CFileOperations ops;
       const auto trace = Read(path, options, false, ops);
-      TempFile temp("txt");
-      trace->DumpSamples(temp.Path(), style);
-      const auto bytes = ReadBack(temp.Path());
-      if (output.empty()) {
-        out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-      } else {
-        ReplaceFile(files.size() > 1 ? Beside(output, path, "txt") : output, bytes);
-      }
+      work(path, *trace);
     }) || failed;
   }
   out.flush();
   return failed ? 1 : 0;
 }
+}  // namespace
+
+int RunDump(const std::vector<std::string>& files, int style, const std::string& output,
+            const CommonOptions& options, LogCapture& log, std::ostream& out, std::ostream& err) {
+  return ForEachTrace("dump", files, output, options, log, out, err, [&](const std::string& path, CTrace& trace) {
+    TempFile temp("txt");
+    trace.DumpSamples(temp.Path(), style);
+    const auto bytes = ReadBack(temp.Path());
+    if (output.empty()) {
+      out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    } else {
+      ReplaceFile(files.size() > 1 ? Beside(output, path, "txt") : output, bytes);
+    }
+  });
+}
 
 int RunPlot(const std::vector<std::string>& files, const std::string& output, const CommonOptions& options,
             LogCapture& log, std::ostream& out, std::ostream& err) {
-  if (files.size() > 1 && !output.empty() && !IsFolder(output)) {
-    err << "tarnvik plot: with several files, -o must name an existing folder\n";
-    return 2;
-  }
-  bool failed = false;
-  for (const auto& path : files) {
-    failed = !TryFile(path, log, err, [&] {
-      CFileOperations ops;
-      const auto trace = Read(path, options, false, ops);
-      const std::string svg = RenderTraceSvg(*trace, ParseFileTitle(path));
-      std::string target = output;
-      if (output.empty()) {
-        target = (fs::path(path).parent_path() / (ParseFileBase(path) + ".svg")).string();
-      } else if (files.size() > 1) {
-        target = Beside(output, path, "svg");
-      }
-      ReplaceFile(target, std::vector<uint8_t>(svg.begin(), svg.end()));
-      out << path << " -> " << target << "\n";
-    }) || failed;
-  }
-  out.flush();
-  return failed ? 1 : 0;
+  return ForEachTrace("plot", files, output, options, log, out, err, [&](const std::string& path, CTrace& trace) {
+    const std::string svg = RenderTraceSvg(trace, ParseFileTitle(path));
+    std::string target = output;
+    if (output.empty()) {
+      target = (fs::path(path).parent_path() / (ParseFileBase(path) + ".svg")).string();
+    } else if (files.size() > 1) {
+      target = Beside(output, path, "svg");
+    }
+    ReplaceFile(target, std::vector<uint8_t>(svg.begin(), svg.end()));
+    out << path << " -> " << target << "\n";
+  });
 }
 
 int RunConvert(const std::vector<std::string>& inputs, const std::string& output, const std::string& extension,

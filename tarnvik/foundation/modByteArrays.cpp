@@ -124,23 +124,28 @@ int32_t ByteArrayToUnsigned16Run(const ByteArray& bytes, int32_t start, int32_t 
 int32_t Unsigned16RunToByteArray(const int32_t* values, int32_t count, ByteArray& bytes, int32_t start) {
   int32_t n = FieldsInside(bytes, start, count);
   if (n == 0) return 0;
-  // An integer needs no rounding, and its top byte, value / 256 truncated, fits exactly
-  // for -255..65535 (so -255..-1 write their low byte in two's complement under a top
-  // byte of 0). The run ends before the first value outside that range.
-  const auto fits = [](int32_t value) { return static_cast<uint32_t>(value) + 255u <= 65535u + 255u; };
-  uint32_t misfits = 0;  // counted without an early exit, so that the loop vectorizes
-  for (int32_t k = 0; k < n; ++k) misfits += fits(values[k]) ? 0u : 1u;
-  if (misfits != 0) n = static_cast<int32_t>(std::find_if_not(values, values + n, fits) - values);
+  // A value in 0..65535 needs no rounding and is its own two bytes. The rarer ones the
+  // single-field encoder still takes (-255..-1, written as their low byte) are left to
+  // it. One pass converts and ORs the values without an early exit, so that it
+  // vectorizes; fields past a value out of range are overwritten here and rewritten by
+  // the caller.
   uint8_t* field = bytes.Span(start, 2 * n);
+  uint32_t seen = 0;
   for (int32_t k = 0; k < n; ++k) {
-    const int32_t value = values[k];
-    const auto field16 = static_cast<uint16_t>(value < 0 ? value & 0xFF : value);
+    const auto value = static_cast<uint32_t>(values[k]);
+    seen |= value;
+    const auto field16 = static_cast<uint16_t>(value);
     if constexpr (std::endian::native == std::endian::little) {
       std::memcpy(field + 2 * k, &field16, 2);  // the same two bytes, low first, in one store
     } else {
       field[2 * k] = static_cast<uint8_t>(field16 & 0xFF);
       field[2 * k + 1] = static_cast<uint8_t>(field16 >> 8);
     }
+  }
+  if (seen > 0xFFFFu) {
+    n = static_cast<int32_t>(
+        std::find_if(values, values + n, [](int32_t value) { return static_cast<uint32_t>(value) > 0xFFFFu; }) -
+        values);
   }
   return n;
 }

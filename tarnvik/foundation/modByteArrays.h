@@ -28,15 +28,17 @@ int16_t NumToByteArrayLSB2(double value, int32_t length, ByteArray& bytes, int32
 void NumToByteArray2(double value, int32_t length, ByteArray& bytes, int32_t start, bool bSigned);
 
 // Runs of unsigned 2-byte fields, low byte first, back to back from start (a block's
-// samples). Each handles the leading fields that the single-field routine above would
-// take, without its rounding and range arithmetic, and stops before the first field it
-// would refuse (a position outside the array or past the 16-bit limit, or, encoding, a
-// value outside -255..65535), returning how many it handled. The caller hands that field
-// to the single-field routine, which raises exactly as it always does.
+// samples). Each handles the leading fields it can take faster than the single-field
+// routine above, without its rounding and range arithmetic, and returns how many it
+// handled; the caller hands the next field to the single-field routine, which writes or
+// raises exactly as it always does, and may then resume the run. A run stops at a
+// position outside the array or past the 16-bit limit, and, encoding, at a value
+// outside 0..65535.
 //   Decoding: values[k] = the field at start + 2k, as ByteArrayToNumLSB(bytes, start + 2k,
 //   2, false) gives it.
 //   Encoding: the field at start + 2k = values[k], as NumToByteArrayLSB2(values[k], 2,
-//   bytes, start + 2k, false) writes it.
+//   bytes, start + 2k, false) writes it. Fields from the value it stopped at, up to
+//   count, may have been overwritten: the caller writes them again.
 int32_t ByteArrayToUnsigned16Run(const ByteArray& bytes, int32_t start, int32_t count, int32_t* values);
 int32_t Unsigned16RunToByteArray(const int32_t* values, int32_t count, ByteArray& bytes, int32_t start);
 

@@ -64,10 +64,13 @@ void BlockWriter::FixedText(const std::string& text) { position_ = StringToByteA
 void BlockWriter::Text(const std::string& text) { position_ = StringToByteArray(text, body_, position_, true); }
 
 void BlockWriter::UnsignedRun(const int32_t* values, int32_t count) {
-  // As for reading: the single-field encoder raises for the first value the run left.
-  const int32_t done = Unsigned16RunToByteArray(values, count, body_, position_);
-  position_ += 2 * done;
-  for (int32_t k = done; k < count; ++k) Unsigned(values[k], 2);
+  // The single-field encoder writes, or raises for, each value the fast run leaves.
+  for (int32_t k = 0; k < count;) {
+    const int32_t done = Unsigned16RunToByteArray(values + k, count - k, body_, position_);
+    position_ += 2 * done;
+    k += done;
+    if (k < count) Unsigned(values[k++], 2);
+  }
 }
 
 namespace detail {

@@ -1,6 +1,7 @@
 // The data points block: scale-factor records, parse (with the largest sample), build,
 // the 16-bit size limit and hostile counts.
 #include <cstdint>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -104,6 +105,21 @@ TEST(DataPointsBlock, PropertyRules) {
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
   block.SetDataPoints(1, 1, -256);  // a top byte of -1
   EXPECT_RAISES(block.Build(), 6, "", "Overflow");
+}
+
+// -255..-1 are written as their low byte under a top byte of 0, wherever they fall in the
+// samples, and the samples after them are written as usual.
+TEST(DataPointsBlock, SmallNegativeSamplesAmongOthers) {
+  const std::vector<int32_t> samples = {-255, 0, 65535, -1, 300, -128, 1, 2, 3, 4, 5, 6, 7, 8, 9, -2};
+  BodyBuilder b;
+  b.I32(static_cast<int32_t>(samples.size())).I16(1).I32(static_cast<int32_t>(samples.size())).I16(1000);
+  for (const int32_t sample : samples) b.U16(static_cast<uint32_t>(sample < 0 ? sample & 0xFF : sample));
+  CDataPointsBlock block;
+  block.SetNumberScaleFactorsUsed(1);
+  block.SetNumDataPointsForScaleFactor(1, static_cast<int32_t>(samples.size()));
+  block.SetScaleFactor(1, 1000);
+  block.SetDataPointArray(1, samples);
+  EXPECT_EQ(ToBytes(block.Build()), b.bytes());
 }
 
 TEST(DataPointsBlock, SixteenBitSizeLimit) {

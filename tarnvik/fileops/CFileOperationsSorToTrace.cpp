@@ -37,17 +37,9 @@ bool IsBlankText(const std::string& text) { return text.empty() || text == " "; 
 
 int16_t Int16FromText(const std::string& text) { return ToInt16(NumberFromText(text)); }
 
-// The parts of a software revision are whole numbers: "2.03" read as one part is not
-// taken for 2.
-int16_t VersionPartFromText(const std::string& text) {
-  if (text.find_first_of(".eE") != std::string::npos) Raise(err::TypeMismatch);
-  return Int16FromText(text);
-}
-
-// The characters from 1-based start, at most length of them. A start below 1 or a
-// negative length is an invalid call (5), as the revision parser relies on.
+// The characters from 1-based start, at most length of them (start at least 1, length
+// at least 0).
 std::string Mid(const std::string& text, int32_t start, int32_t length) {
-  if (start < 1 || length < 0) Raise(err::InvalidCall);
   if (static_cast<std::size_t>(start) > text.size()) return {};
   return text.substr(static_cast<std::size_t>(start - 1), static_cast<std::size_t>(length));
 }
@@ -67,6 +59,19 @@ void IgnoringErrors(Assign assign) {
   }
 }
 
+// Assigns the part of a software revision at 1-based start, length characters, when it
+// is a whole number that fits 16 bits ("2.03" read as one part is not taken for 2);
+// otherwise the property is left as it was. A missing part (start below 1, negative
+// length), a fraction or a text that is no number are ruled out before converting:
+// revisions with fewer parts are common, and each would otherwise cost an exception.
+template <class Set>
+void AssignVersionPart(const std::string& rev, int32_t start, int32_t length, Set set) {
+  if (start < 1 || length < 0) return;
+  const std::string text = Mid(rev, start, length);
+  if (text.find_first_of(".eE") != std::string::npos || !IsNumeric(text)) return;
+  IgnoringErrors([&] { set(Int16FromText(text)); });
+}
+
 // "2.03.0018" gives 2, 3 and 18; a letter prefix ("V2.03.0018") is skipped. Each part
 // that does not convert leaves its property as it was.
 void ReadSoftwareRevision(const std::string& rev, CTrace& trace) {
@@ -83,11 +88,9 @@ void ReadSoftwareRevision(const std::string& rev, CTrace& trace) {
     }
   }
   const int16_t p2 = FindDot(rev, p1 + 1);
-  IgnoringErrors([&] { trace.SetMajorVersion(VersionPartFromText(Mid(rev, first, p1 - first))); });
-  IgnoringErrors([&] { trace.SetMinorVersion(VersionPartFromText(Mid(rev, p1 + 1, p2 - p1 - 1))); });
-  IgnoringErrors([&] {
-    trace.SetRevision(VersionPartFromText(Mid(rev, p2 + 1, static_cast<int32_t>(rev.size()))));
-  });
+  AssignVersionPart(rev, first, p1 - first, [&](int16_t part) { trace.SetMajorVersion(part); });
+  AssignVersionPart(rev, p1 + 1, p2 - p1 - 1, [&](int16_t part) { trace.SetMinorVersion(part); });
+  AssignVersionPart(rev, p2 + 1, static_cast<int32_t>(rev.size()), [&](int16_t part) { trace.SetRevision(part); });
 }
 
 // Files of one instrument carry the fixed values "1", "VLT5280" and "3" in these

@@ -34,15 +34,16 @@ std::string CurrentDateTimeText() {
   return text;
 }
 
-void AppendLogLine(const std::string& line) {
-  // Any failure to open or write the log is ignored: a bad or empty log name must never
-  // stop the report itself.
+// Appends fields, a tab and the local date and time. Any failure to open or write the
+// log is ignored: a bad or empty log name must never stop the report itself. Without a
+// log the time is not even read (reading it may consult the time-zone file).
+void AppendLogLine(const std::string& fields) {
   try {
     std::string name = LogFileName();
     if (name.empty()) return;
     std::ofstream out(std::filesystem::u8path(name), std::ios::binary | std::ios::app);
     if (!out) return;
-    out << line << "\r\n";
+    out << fields << "\t" << CurrentDateTimeText() << "\r\n";
   } catch (...) {
   }
 }
@@ -106,7 +107,7 @@ void ClearLogFile() {
 }
 
 void LogEvent(const std::string& s1, const std::string& s2, const std::string& s3) {
-  AppendLogLine(s1 + "\t" + s2 + "\t" + s3 + "\t" + CurrentDateTimeText());
+  AppendLogLine(s1 + "\t" + s2 + "\t" + s3);
 }
 
 // The debug-mode prompt of the original module is never enabled by the library, so there
@@ -134,8 +135,7 @@ void ShowMessageBox(const std::string& text) {
 int32_t LogError(int32_t lNumber, const std::string& sDescription, const std::string& sModule,
                  const std::string& sProcedure, bool bRaise, bool bShowMessage) {
   const int32_t result = 2;
-  AppendLogLine(std::to_string(lNumber) + "\t" + sDescription + "\t" + sModule + "\t" + sProcedure +
-                "\t" + CurrentDateTimeText());
+  AppendLogLine(std::to_string(lNumber) + "\t" + sDescription + "\t" + sModule + "\t" + sProcedure);
   if (bShowMessage) {
     ShowMessageBox("Error: " + std::to_string(lNumber) + "\r\n\r\n" + sDescription + "\r\n\r\n" +
                    "Check Error Log '" + LogFileName() + "' for more details");
@@ -145,6 +145,12 @@ int32_t LogError(int32_t lNumber, const std::string& sDescription, const std::st
 }
 
 namespace detail {
+
+void ReportError(const Error& error, const char* module, const char* procedure, OnFailure policy) {
+  const std::string& given = error.Description();
+  LogError(error.Number(), given.empty() ? StandardDescription(error.Number()) : given, module, procedure,
+           policy == OnFailure::RaiseToCaller, policy == OnFailure::ShowMessage);
+}
 
 void ReportCurrentException(const char* module, const char* procedure, OnFailure policy) {
   int32_t number = err::InvalidCall;

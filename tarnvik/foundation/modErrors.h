@@ -91,8 +91,9 @@ enum class OnFailure {
 };
 
 namespace detail {
-// Converts the exception in flight into (number, description) and reports it through
-// LogError(). Returns only when the policy swallows the failure.
+// Reports a failure through LogError(). Returns only when the policy swallows it.
+void ReportError(const Error& error, const char* module, const char* procedure, OnFailure policy);
+// The same for any other exception in flight, converted into (number, description).
 void ReportCurrentException(const char* module, const char* procedure, OnFailure policy);
 }  // namespace detail
 
@@ -101,8 +102,13 @@ void ReportCurrentException(const char* module, const char* procedure, OnFailure
 // std::bad_alloc to 7, I/O failures to the file numbers, anything else to 5.
 template <class Body>
 auto Guarded(const char* module, const char* procedure, Body&& body) -> decltype(body()) {
+  // The library's own errors are caught by type: classifying them by rethrowing would
+  // cost a second unwind at every level an error passes through.
   try {
     return body();
+  } catch (const Error& e) {
+    detail::ReportError(e, module, procedure, OnFailure::RaiseToCaller);
+    throw;  // not reached: the report raises
   } catch (...) {
     detail::ReportCurrentException(module, procedure, OnFailure::RaiseToCaller);
     throw;  // not reached: the report raises
@@ -118,10 +124,12 @@ auto GuardedSwallow(const char* module, const char* procedure, OnFailure policy,
   using Result = decltype(body());
   try {
     return body();
+  } catch (const Error& e) {
+    detail::ReportError(e, module, procedure, policy);
   } catch (...) {
     detail::ReportCurrentException(module, procedure, policy);
-    if constexpr (!std::is_void_v<Result>) return Result{};
   }
+  if constexpr (!std::is_void_v<Result>) return Result{};
 }
 
 }  // namespace tarnvik

@@ -27,6 +27,21 @@ TEST(DataPointsBlock, OneScaleFactor) {
   EXPECT_EQ(ToBytes(block.Build()), b.bytes());
 }
 
+// Parse returns the largest sample wherever it lies, in either of two records.
+TEST(DataPointsBlock, ParseFindsTheLargestSampleAnywhere) {
+  for (int32_t at = 0; at < 2 * 37; ++at) {
+    BodyBuilder b;
+    b.I32(2 * 37).I16(2);
+    for (int32_t record = 0; record < 2; ++record) {
+      b.I32(37).I16(1);
+      for (int32_t k = 0; k < 37; ++k) b.U16(record * 37 + k == at ? 60000u : static_cast<uint32_t>(k));
+    }
+    ByteArray body = b.ToByteArray();
+    CDataPointsBlock block;
+    EXPECT_EQ(block.Parse(body), 60000) << "largest at " << at;
+  }
+}
+
 TEST(DataPointsBlock, NoScaleFactorsAndTheStoredTotal) {
   CDataPointsBlock fresh;
   EXPECT_EQ(fresh.NumberScaleFactorsUsed(), 0);

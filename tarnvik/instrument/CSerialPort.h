@@ -90,12 +90,17 @@ class CSerialPort {
   // Write only: a ByteArray or a std::string, sent in one operation.
   void SetOutput(const Variant& value);
 
+  // The last communication event (SerialPortOnComm or SerialPortEvents); 0 before any.
+  int16_t CommEvent() const;
+
   // Raised whenever the line reports a communication event (its value in SerialPortOnComm
-  // or SerialPortEvents is read through the properties).
+  // or SerialPortEvents is read through CommEvent). Input is observed when InBufferCount
+  // or PortInput polls the line and finds more bytes waiting than at the last poll.
   Event<> OnComm;
 
  private:
   static constexpr const char* kModule = "CSerialPort";
+  void NoteWaiting(int32_t waiting);
   // Filled in by the implementation.
   struct State;
   std::unique_ptr<State> state_;

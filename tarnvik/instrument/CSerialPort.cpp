@@ -142,7 +142,7 @@ void CSerialPort::SetPortOpen(bool value) {
     const std::string path = SerialPortDevice(s.commPort);
     detail::SerialOpenResult opened;
     for (int attempt = 0; attempt <= kOpenRetries; ++attempt) {
-      opened = detail::OpenSerialDevice(path);
+      opened = detail::OpenSerialDevice(path, s.inBufferSize);
       if (opened.status != detail::SerialOpenStatus::Busy) break;
     }
     switch (opened.status) {

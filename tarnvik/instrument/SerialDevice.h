@@ -49,10 +49,11 @@ struct SerialOpenResult {
   std::unique_ptr<SerialDevice> device;  // set when Opened
 };
 
-// One attempt to open path exclusively (115200 8N1, raw, no handshaking until configured).
+// One attempt to open path exclusively (115200 8N1, raw, no handshaking until configured),
+// asking the driver for an input buffer of inBufferSize bytes where it can be chosen.
 // Busy when this process or another holds the device; NoDevice when it is missing or not a
 // serial device; any other failure raises.
-SerialOpenResult OpenSerialDevice(const std::string& path);
+SerialOpenResult OpenSerialDevice(const std::string& path, int32_t inBufferSize);
 
 // Raises 5 when the backend cannot set this line (a baud rate it does not know, 4 data
 // bits or 1.5 stop bits where the platform has none).

@@ -309,7 +309,8 @@ bool IsMissingDevice(int error) {
 
 }  // namespace
 
-SerialOpenResult OpenSerialDevice(const std::string& path) {
+// The input buffer of a POSIX tty is the kernel's own; its size cannot be chosen.
+SerialOpenResult OpenSerialDevice(const std::string& path, int32_t /*inBufferSize*/) {
   ++openAttempts;
   SerialOpenResult result;
   if (path.empty()) return result;

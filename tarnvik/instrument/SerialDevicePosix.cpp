@@ -155,7 +155,7 @@ class PosixSerialDevice final : public SerialDevice {
     if (line.halfStopBits == 4) tio.c_cflag |= CSTOPB;
     if (::tcsetattr(fd_, TCSANOW, &tio) != 0) {
       if (errno == EINVAL) Raise(err::InvalidCall);
-      RaiseSystem("tcsetattr", errno);
+      RaiseSystem("setting the line", errno);
     }
   }
 
@@ -169,7 +169,7 @@ class PosixSerialDevice final : public SerialDevice {
       tio.c_iflag &= ~static_cast<tcflag_t>(IXON | IXOFF);
     }
     tio.c_iflag &= ~static_cast<tcflag_t>(IXANY);
-    if (::tcsetattr(fd_, TCSANOW, &tio) != 0) RaiseSystem("tcsetattr", errno);
+    if (::tcsetattr(fd_, TCSANOW, &tio) != 0) RaiseSystem("setting the line", errno);
 #ifdef CRTSCTS
     // Best-effort: hardware handshaking needs modem lines, which a pseudo-terminal does
     // not have; a refusal leaves the line without it.
@@ -191,7 +191,7 @@ class PosixSerialDevice final : public SerialDevice {
 
   int32_t BytesWaiting() override {
     int n = 0;
-    if (::ioctl(fd_, FIONREAD, &n) != 0) RaiseSystem("FIONREAD", errno);
+    if (::ioctl(fd_, FIONREAD, &n) != 0) RaiseSystem("counting the input", errno);
     return n;
   }
 
@@ -206,7 +206,7 @@ class PosixSerialDevice final : public SerialDevice {
       if (r == 0) break;
       if (errno == EINTR) continue;
       if (errno == EAGAIN || errno == EWOULDBLOCK) break;
-      RaiseSystem("read", errno);
+      RaiseSystem("reading", errno);
     }
     return got;
   }
@@ -222,7 +222,7 @@ class PosixSerialDevice final : public SerialDevice {
         continue;
       }
       if (w < 0 && errno == EINTR) continue;
-      if (w < 0 && errno != EAGAIN && errno != EWOULDBLOCK) RaiseSystem("write", errno);
+      if (w < 0 && errno != EAGAIN && errno != EWOULDBLOCK) RaiseSystem("writing", errno);
       // The line is full: wait for room, but not for ever on a line nobody reads.
       if (++stalledWaits > kWriteStallSeconds) {
         Raise(err::PathFileAccess, "Serial device: the line took no output for " +
@@ -234,7 +234,7 @@ class PosixSerialDevice final : public SerialDevice {
   }
 
   void DiscardInput() override {
-    if (::tcflush(fd_, TCIFLUSH) != 0) RaiseSystem("tcflush", errno);
+    if (::tcflush(fd_, TCIFLUSH) != 0) RaiseSystem("discarding the input", errno);
   }
 
   bool WaitForInput(std::chrono::milliseconds timeout) override {
@@ -248,13 +248,13 @@ class PosixSerialDevice final : public SerialDevice {
 
   termios Attributes() const {
     termios tio{};
-    if (::tcgetattr(fd_, &tio) != 0) RaiseSystem("tcgetattr", errno);
+    if (::tcgetattr(fd_, &tio) != 0) RaiseSystem("reading the line settings", errno);
     return tio;
   }
 
   void SetModemLine(int bit, bool on) {
     if (::ioctl(fd_, on ? TIOCMBIS : TIOCMBIC, &bit) != 0 && !IsRefusal(errno)) {
-      RaiseSystem("modem line control", errno);
+      RaiseSystem("setting a modem line", errno);
     }
   }
 
@@ -318,7 +318,7 @@ SerialOpenResult OpenSerialDevice(const std::string& path, int32_t /*inBufferSiz
   char resolved[PATH_MAX];
   if (::realpath(path.c_str(), resolved) == nullptr) {
     if (IsMissingDevice(errno)) return result;
-    RaiseSystem("realpath", errno);
+    RaiseSystem("finding the device", errno);
   }
   const std::string key = resolved;
   {
@@ -335,14 +335,14 @@ SerialOpenResult OpenSerialDevice(const std::string& path, int32_t /*inBufferSiz
     const int error = errno;
     if (error == EBUSY) result.status = SerialOpenStatus::Busy;
     if (error == EBUSY || IsMissingDevice(error)) return result;
-    RaiseSystem("open", error);
+    RaiseSystem("opening", error);
   }
   FdCloser closer(fd);
 
   termios tio{};
   if (::tcgetattr(fd, &tio) != 0) {
     if (IsMissingDevice(errno) || errno == EINVAL) return result;
-    RaiseSystem("tcgetattr", errno);
+    RaiseSystem("reading the line settings", errno);
   }
   // Another process (or another descriptor of ours) holding the advisory lock has the
   // port; a file system without locks is not a reason to refuse it.
@@ -359,7 +359,7 @@ SerialOpenResult OpenSerialDevice(const std::string& path, int32_t /*inBufferSiz
   tio.c_cc[VTIME] = 0;
   ::cfsetispeed(&tio, B115200);
   ::cfsetospeed(&tio, B115200);
-  if (::tcsetattr(fd, TCSANOW, &tio) != 0) RaiseSystem("tcsetattr", errno);
+  if (::tcsetattr(fd, TCSANOW, &tio) != 0) RaiseSystem("setting the line", errno);
 
   reservation.Keep(closer.Release());
   result.status = SerialOpenStatus::Opened;

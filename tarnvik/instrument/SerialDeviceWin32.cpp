@@ -99,7 +99,7 @@ class Win32SerialDevice final : public SerialDevice {
     if (!SetCommState(handle_, &dcb)) {
       const DWORD error = GetLastError();
       if (error == ERROR_INVALID_PARAMETER) Raise(err::InvalidCall);
-      RaiseWin32("SetCommState", error);
+      RaiseWin32("setting the line", error);
     }
   }
 
@@ -111,7 +111,7 @@ class Win32SerialDevice final : public SerialDevice {
     dcb.fInX = xonXoff ? TRUE : FALSE;
     dcb.XonChar = 0x11;
     dcb.XoffChar = 0x13;
-    if (!SetCommState(handle_, &dcb)) RaiseWin32("SetCommState", GetLastError());
+    if (!SetCommState(handle_, &dcb)) RaiseWin32("setting the line", GetLastError());
     // Best-effort: hardware handshaking needs modem lines, which a virtual port may lack.
     dcb.fOutxCtsFlow = rtsCts_ ? TRUE : FALSE;
     ApplyRtsControl(dcb);
@@ -122,7 +122,7 @@ class Win32SerialDevice final : public SerialDevice {
   void SetDTR(bool on) override {
     if (!EscapeCommFunction(handle_, on ? SETDTR : CLRDTR)) {
       const DWORD error = GetLastError();
-      if (!IsRefusal(error)) RaiseWin32("EscapeCommFunction", error);
+      if (!IsRefusal(error)) RaiseWin32("setting a modem line", error);
     }
     // Keep the DCB in step, so that a later SetCommState does not undo the line.
     DCB dcb{};
@@ -142,7 +142,7 @@ class Win32SerialDevice final : public SerialDevice {
     if (rtsCts_) return;  // the driver drives RTS while handshaking
     if (!EscapeCommFunction(handle_, on ? SETRTS : CLRRTS)) {
       const DWORD error = GetLastError();
-      if (!IsRefusal(error)) RaiseWin32("EscapeCommFunction", error);
+      if (!IsRefusal(error)) RaiseWin32("setting a modem line", error);
     }
     DCB dcb{};
     dcb.DCBlength = sizeof dcb;
@@ -155,7 +155,7 @@ class Win32SerialDevice final : public SerialDevice {
   int32_t BytesWaiting() override {
     DWORD errors = 0;
     COMSTAT status{};
-    if (!ClearCommError(handle_, &errors, &status)) RaiseWin32("ClearCommError", GetLastError());
+    if (!ClearCommError(handle_, &errors, &status)) RaiseWin32("counting the input", GetLastError());
     return static_cast<int32_t>(std::min<DWORD>(status.cbInQue, 0x7FFFFFFF));
   }
 
@@ -164,7 +164,7 @@ class Win32SerialDevice final : public SerialDevice {
     while (got < n) {
       const DWORD want = static_cast<DWORD>(std::min<std::size_t>(n - got, 0x10000));
       DWORD read = 0;
-      if (!ReadFile(handle_, bytes + got, want, &read, nullptr)) RaiseWin32("ReadFile", GetLastError());
+      if (!ReadFile(handle_, bytes + got, want, &read, nullptr)) RaiseWin32("reading", GetLastError());
       if (read == 0) break;  // nothing more waiting (reads return at once)
       got += read;
     }
@@ -176,7 +176,7 @@ class Win32SerialDevice final : public SerialDevice {
     while (sent < n) {
       const DWORD chunk = static_cast<DWORD>(std::min<std::size_t>(n - sent, 0x10000));
       DWORD written = 0;
-      if (!WriteFile(handle_, bytes + sent, chunk, &written, nullptr)) RaiseWin32("WriteFile", GetLastError());
+      if (!WriteFile(handle_, bytes + sent, chunk, &written, nullptr)) RaiseWin32("writing", GetLastError());
       if (written == 0) {
         Raise(err::PathFileAccess, "Serial device: the line took no output for " +
                                        std::to_string(kWriteTimeoutMs / 1000) + " seconds");
@@ -186,7 +186,7 @@ class Win32SerialDevice final : public SerialDevice {
   }
 
   void DiscardInput() override {
-    if (!PurgeComm(handle_, PURGE_RXCLEAR | PURGE_RXABORT)) RaiseWin32("PurgeComm", GetLastError());
+    if (!PurgeComm(handle_, PURGE_RXCLEAR | PURGE_RXABORT)) RaiseWin32("discarding the input", GetLastError());
   }
 
   bool WaitForInput(std::chrono::milliseconds timeout) override {
@@ -202,7 +202,7 @@ class Win32SerialDevice final : public SerialDevice {
   DCB State() const {
     DCB dcb{};
     dcb.DCBlength = sizeof dcb;
-    if (!GetCommState(handle_, &dcb)) RaiseWin32("GetCommState", GetLastError());
+    if (!GetCommState(handle_, &dcb)) RaiseWin32("reading the line settings", GetLastError());
     return dcb;
   }
 
@@ -244,7 +244,7 @@ SerialOpenResult OpenSerialDevice(const std::string& path, int32_t inBufferSize)
       return result;
     }
     if (IsMissingDevice(error)) return result;
-    RaiseWin32("CreateFile", error);
+    RaiseWin32("opening", error);
   }
 
   DCB dcb{};
@@ -281,7 +281,7 @@ SerialOpenResult OpenSerialDevice(const std::string& path, int32_t inBufferSize)
   if (!SetCommState(handle, &dcb) || !SetCommTimeouts(handle, &timeouts)) {
     const DWORD error = GetLastError();
     CloseHandle(handle);
-    RaiseWin32("SetCommState", error);
+    RaiseWin32("setting the line", error);
   }
 
   {

@@ -45,6 +45,11 @@ class Pty {
   Pty& operator=(const Pty&) = delete;
 
   bool Ok() const { return master_ >= 0 && !slave_.empty(); }
+  // The far end goes away: the line hangs up.
+  void HangUp() {
+    ::close(master_);
+    master_ = -1;
+  }
   const std::string& Slave() const { return slave_; }
 
   void Send(const std::vector<uint8_t>& bytes) const {
@@ -422,6 +427,29 @@ TEST_F(SerialPortTest, DefaultYieldWaitsWithoutSpinning) {
     SCOPED_TRACE("input waiting unread");
     ExpectYieldsDoNotSpin();
   }
+}
+
+TEST_F(SerialPortTest, AHungUpLineGivesAnErrorAndNoSpin) {
+  auto port = OpenPort();
+  pty_.HangUp();
+  const struct {
+    const char* procedure;
+    std::function<void()> call;
+  } polls[] = {
+      {"Get InBufferCount()", [&] { port->InBufferCount(); }},
+      {"Get PortInput()", [&] { port->PortInput(); }},
+  };
+  for (const auto& c : polls) {
+    SCOPED_TRACE(c.procedure);
+    const testing::Raised r = Capture(c.call);
+    EXPECT_TRUE(r.raised);
+    EXPECT_EQ(r.number, 75);
+    EXPECT_EQ(r.source, std::string("CSerialPort:") + c.procedure);
+    EXPECT_EQ(r.description, "Serial device: counting the input failed: Input/output error");
+  }
+  SetYieldHandler(nullptr);
+  ExpectYieldsDoNotSpin();
+  port->SetPortOpen(false);
 }
 
 TEST_F(SerialPortTest, DestructorClosesThePort) {

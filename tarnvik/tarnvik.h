@@ -13,6 +13,7 @@
 #include "tarnvik/foundation/NumberText.h"
 #include "tarnvik/foundation/modMain.h"
 #include "tarnvik/foundation/FileIO.h"
+#include "tarnvik/foundation/HostServices.h"
 #include "tarnvik/foundation/IndexedArray.h"
 #include "tarnvik/sor/CBlock.h"
 #include "tarnvik/sor/CBlocks.h"
@@ -39,3 +40,4 @@
 #include "tarnvik/trace/CTraces.h"
 #include "tarnvik/trace/TraceEnums.h"
 #include "tarnvik/fileops/CFileOperations.h"
+#include "tarnvik/instrument/CSerialPort.h"

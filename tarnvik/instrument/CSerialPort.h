@@ -62,7 +62,9 @@ class CSerialPort {
   void SetCommPort(int16_t value);
   bool PortOpen() const;
   void SetPortOpen(bool value);
-  // "baud,parity,data bits,stop bits", e.g. "115200,N,8,1".
+  // "baud,parity,data bits,stop bits", e.g. "115200,N,8,1": parity N/E/O/M/S, 4..8 data
+  // bits, 1, 1.5 or 2 stop bits. A malformed text, or a line the platform cannot set (a
+  // baud rate termios does not know; 4 data bits or 1.5 stop bits on POSIX), raises 5.
   std::string Settings() const;
   void SetSettings(const std::string& value);
   // Bytes one PortInput read takes at most; 0 takes all that are waiting.
@@ -71,7 +73,7 @@ class CSerialPort {
   // 0 text, 1 binary (PortInput gives a byte array).
   int16_t InputMode() const;
   void SetInputMode(int16_t value);
-  // Bytes waiting; writing 0 discards them.
+  // Bytes waiting (at most 32767); writing 0 discards them, any other count raises 5.
   int16_t InBufferCount();
   void SetInBufferCount(int16_t value);
   int16_t InBufferSize() const;
@@ -90,12 +92,17 @@ class CSerialPort {
   // Write only: a ByteArray or a std::string, sent in one operation.
   void SetOutput(const Variant& value);
 
+  // The last communication event (SerialPortOnComm or SerialPortEvents); 0 before any.
+  int16_t CommEvent() const;
+
   // Raised whenever the line reports a communication event (its value in SerialPortOnComm
-  // or SerialPortEvents is read through the properties).
+  // or SerialPortEvents is read through CommEvent). Input is observed when InBufferCount
+  // or PortInput polls the line and finds more bytes waiting than at the last poll.
   Event<> OnComm;
 
  private:
   static constexpr const char* kModule = "CSerialPort";
+  void NoteWaiting(int32_t waiting);
   // Filled in by the implementation.
   struct State;
   std::unique_ptr<State> state_;

@@ -43,13 +43,16 @@ int main(int argc, char** argv) {
   std::vector<std::string> sorFiles;
   int synthetic = 0;
   int samples = 4000;
-  bool clamp = false;
+  bool strict = false;
   sim::EngineSettings settings;
   sim::Faults& faults = settings.faults;
   app.add_option("FILE", sorFiles, "SOR files to store, each under its name without folder and .sor");
   app.add_option("--synthetic", synthetic, "Also store N synthetic traces (SYNTH_n_S13)")->check(CLI::Range(0, 1000));
   app.add_option("--samples", samples, "Samples of each synthetic trace")->check(CLI::Range(1, 65535));
-  app.add_flag("--clamp", clamp, "Store values the record cannot hold at its nearest limit instead of failing");
+  // SOR files keep some values in finer units than the instrument's record (a noise floor
+  // of 20 dB is 20000 there), so by default such values are stored at the record's limit.
+  app.add_flag("--strict", strict, "Refuse a file with a value the instrument's record cannot hold, instead of "
+                                   "storing it at its nearest limit");
   app.add_option("--block-bytes", settings.blockBytes, "Data bytes per block: even, 2 to 504")
       ->check(CLI::Range(2, 504));
   app.add_option("--noise", faults.noiseBytes, "Fault: K noise bytes before the first frame sent")
@@ -81,7 +84,7 @@ int main(int argc, char** argv) {
   std::unique_ptr<sim::PtyServer> server;
   std::string current = kProgram;
   try {
-    const auto policy = clamp ? sim::OutOfRange::Clamp : sim::OutOfRange::Raise;
+    const auto policy = strict ? sim::OutOfRange::Raise : sim::OutOfRange::Clamp;
     for (const auto& path : sorFiles) {
       current = path;
       files->AddSorFile(path, policy);
@@ -91,7 +94,6 @@ int main(int argc, char** argv) {
     server = std::make_unique<sim::PtyServer>(files, settings);
   } catch (const Error& e) {
     std::cerr << current << ": " << tool::FailureText(tool::DescribeFailure(e, log.Lines())) << "\n";
-    if (e.Number() == err::Overflow) std::cerr << kProgram << ": --clamp stores such values at their nearest limit\n";
     return 1;
   }
 

@@ -69,15 +69,24 @@ void SetSerialPortDevice(int16_t port, const std::string& path) {
 // library (a host pump may even replace the handler).
 void YieldToHost() {
   std::function<void()> handler;
-  std::function<void(std::chrono::milliseconds)> idleWait;
   {
     std::lock_guard<std::mutex> lock(State().mutex);
     handler = State().yieldHandler;
-    if (!handler) idleWait = State().idleWait;
   }
   if (handler) {
     handler();
-  } else if (idleWait) {
+  } else {
+    DefaultYield();
+  }
+}
+
+void DefaultYield() {
+  std::function<void(std::chrono::milliseconds)> idleWait;
+  {
+    std::lock_guard<std::mutex> lock(State().mutex);
+    idleWait = State().idleWait;
+  }
+  if (idleWait) {
     idleWait(kIdleWait);
   } else {
     std::this_thread::sleep_for(kIdleSleep);

@@ -13,6 +13,8 @@ namespace tarnvik {
 // restores the default, which waits briefly for input on the open serial ports (or
 // sleeps briefly when none is open) instead of spinning.
 void SetYieldHandler(std::function<void()> handler);
+// The default's wait, for a handler that does its own work and then waits as usual.
+void DefaultYield();
 // Seconds since local midnight, as a 32-bit float. An empty function restores the
 // default, which reads the clock.
 void SetTimerSource(std::function<float()> source);

@@ -1,11 +1,14 @@
 // tarnvik: the command-line tool over the library. See README.md ("The tarnvik tool").
 #include <CLI/CLI.hpp>
 
+#include <atomic>
+#include <csignal>
 #include <iostream>
 #include <string>
 #include <vector>
 
 #include "commands.h"
+#include "download.h"
 #include "error_trail.h"
 
 namespace {
@@ -13,6 +16,11 @@ namespace {
 constexpr const char* kExitCodes =
     "Exit codes: 0 every file succeeded, 1 a file failed (its error number, source and description on "
     "standard error; the other files are still done), 2 bad usage.";
+
+// Set by Ctrl-C during a download, polled while the tool waits for the instrument.
+std::atomic<bool> interrupted{false};
+
+extern "C" void OnInterrupt(int) { interrupted = true; }
 
 }  // namespace
 
@@ -71,7 +79,26 @@ int main(int argc, char** argv) {
   convert->add_option("--to", extension, "Extension of the files written into FOLDER (\"sor\", \"trc\", ...)");
   addIgnoreCRC(convert);
 
+  DownloadOptions download;
+  CLI::App* downloadCommand = app.add_subcommand(
+      "download", "List the files on a KTR 915 handheld OTDR, or download them and write each as NAME.sor, with a "
+                  "progress line per file. Ctrl-C cancels.");
+  downloadCommand->add_option("--port", download.port, "Serial port number")->required()->check(CLI::Range(1, 255));
+  downloadCommand->add_option("--device", download.device,
+                              "The device behind the port (e.g. the path tarnvik-ktr915-sim prints); default "
+                              "/dev/ttyS(N-1), on Windows COMN");
+  downloadCommand->add_flag("--list", download.list, "Only list the instrument's files");
+  downloadCommand->add_option("NAME", download.names, "Files to download (exact case); all when none is given");
+  downloadCommand->add_option("-o,--output", download.outputFolder, "Existing folder for the SOR files")
+      ->default_val(".");
+  downloadCommand->add_option("--timeout", download.timeout, "Seconds each step of a transfer may wait")
+      ->check(CLI::Range(0.1, 3600.0))
+      ->default_val(5.0);
+
   for (CLI::App* command : {info, dump, plot, convert}) command->footer(kExitCodes);
+  downloadCommand->footer(
+      "Exit codes: 0 every file listed or written, 1 the instrument or a file failed (its error number, source "
+      "and description on standard error; the other files are still tried), 2 bad usage.");
 
   try {
     app.parse(argc, argv);
@@ -86,6 +113,11 @@ int main(int argc, char** argv) {
   if (info->parsed()) return RunInfo(files, json, options, log, std::cout, std::cerr);
   if (dump->parsed()) return RunDump(files, style, output, options, log, std::cout, std::cerr);
   if (plot->parsed()) return RunPlot(files, output, options, log, std::cout, std::cerr);
+  if (downloadCommand->parsed()) {
+    std::signal(SIGINT, OnInterrupt);
+    download.cancelRequested = [] { return interrupted.load(); };
+    return RunDownload(download, options, log, std::cout, std::cerr);
+  }
   const std::vector<std::string> inputs(paths.begin(), paths.end() - 1);
   return RunConvert(inputs, paths.back(), extension, options, log, std::cout, std::cerr);
 }

@@ -388,24 +388,12 @@ TEST_F(KtrSessionTest, CancellingFromTheHostPumpEndsEveryLaterWait) {
   EXPECT_EQ(LoggedWithNumber("11005"), 1u);  // only GetFiles logs what passes through it
 }
 
+// The record decoder has its own tests; here a few fields show the bytes arrived whole.
 Bytes TraceRecord(uint16_t wavelength, const std::vector<uint16_t>& samples) {
-  namespace r = ktr_record;
   KtrRecordBytes record(samples);
-  record.PutWord(r::kAveragesLow, 512)
-      .PutWord(r::kDistanceUnit, 3)
-      .PutWord(r::kPulseWidth, 40)
-      .PutWord(r::kGroupIndex, 14682)
-      .PutWord(r::kBackscatter, 790)
-      .PutWord(r::kPointSpacing, 2)
-      .PutWord(r::kWavelength, wavelength)
-      .PutWord(r::kNoiseFloor, 150)
-      .PutWord(r::kLossThreshold, 5)
-      .PutWord(r::kReflectanceThreshold, 400)
-      .PutWord(r::kEndOfFiberThreshold, 30)
-      .PutText(r::kModuleId, r::kModuleIdBytes, wavelength == 1300 ? u"M0" : u"M5")
-      .PutText(r::kMainFrameId, r::kMainFrameIdBytes, u"KTR915")
-      .PutText(r::kSoftwareVersion, r::kSoftwareVersionBytes, u"V1.4.2")
-      .PutText(r::kSupplierName, r::kSupplierNameBytes, u"Tarnvik");
+  record.PutWord(ktr_record::kWavelength, wavelength)
+      .PutWord(ktr_record::kPointSpacing, 2)
+      .PutText(ktr_record::kSupplierName, ktr_record::kSupplierNameBytes, u"Tarnvik");
   return record.Bytes();
 }
 
@@ -428,8 +416,6 @@ TEST_F(KtrSessionTest, DownloadsTwoTraces) {
   const std::vector<Bytes>& received = instrument.Received();
   ASSERT_EQ(received.size(), script.size());
   EXPECT_EQ(received[0], Request(4488, kPointer2));
-  EXPECT_EQ(Request(4488, kPointer2)[5], 0x11);
-  EXPECT_EQ(Request(4488, kPointer2)[6], 0x88);
   EXPECT_EQ(received[read2.size()], Request(4488, kPointer1));
 
   ASSERT_EQ(traces->Count(), 2);
@@ -440,7 +426,6 @@ TEST_F(KtrSessionTest, DownloadsTwoTraces) {
   EXPECT_EQ(first->CableID(), "B");
   EXPECT_EQ(first->FiberType(), FT_MultiMode);
   EXPECT_EQ(first->NominalWavelength(), 1300);
-  EXPECT_EQ(first->ModuleID(), "M0");
   EXPECT_EQ(first->DataPointArray(), std::vector<int32_t>(samples2.begin(), samples2.end()));
   EXPECT_EQ(second->FileName(), "CABLE7_12_S15.sor");
   EXPECT_EQ(second->FiberNumber(), 12);
@@ -449,18 +434,7 @@ TEST_F(KtrSessionTest, DownloadsTwoTraces) {
   EXPECT_EQ(second->NominalWavelength(), 1550);
   EXPECT_EQ(second->DataPointArray(), std::vector<int32_t>(samples1.begin(), samples1.end()));
   for (const auto& trace : {first, second}) {
-    EXPECT_EQ(trace->NumberOfAverages(), 512);
-    EXPECT_EQ(trace->DistanceUnits(), DU_Feet);
-    EXPECT_EQ(trace->PulseWidth(), 400);
-    EXPECT_EQ(trace->GroupIndex(), 146820);
-    EXPECT_EQ(trace->BackScatterCoefficient(), -79.0f);
-    EXPECT_EQ(trace->NoiseFloorLevel(), 15);
-    EXPECT_EQ(trace->LossThreshold(), 0.5f);
-    EXPECT_EQ(trace->ReflectanceThreshold(), -40.0f);
-    EXPECT_EQ(trace->EndofFiberThreshold(), 3.0f);
-    EXPECT_EQ(trace->MainFrameID(), "KTR915");
     EXPECT_EQ(trace->SupplierName(), "Tarnvik");
-    EXPECT_EQ(trace->MajorVersion() * 100 + trace->MinorVersion() * 10 + trace->Revision(), 142);
     EXPECT_EQ(trace->AquisitionRange(), trace->Samples() * 2);
   }
 

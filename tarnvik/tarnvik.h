@@ -40,4 +40,7 @@
 #include "tarnvik/trace/CTraces.h"
 #include "tarnvik/trace/TraceEnums.h"
 #include "tarnvik/fileops/CFileOperations.h"
+#include "tarnvik/instrument/CKTR915.h"
+#include "tarnvik/instrument/CKTR915FAT.h"
+#include "tarnvik/instrument/CKTRCommand.h"
 #include "tarnvik/instrument/CSerialPort.h"

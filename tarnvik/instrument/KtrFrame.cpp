@@ -2,9 +2,9 @@
 
 namespace tarnvik {
 
-uint8_t KtrChecksum(const uint8_t* bytes, std::size_t n, uint8_t seed) {
-  for (std::size_t i = 0; i < n; ++i) seed = static_cast<uint8_t>(seed ^ bytes[i]);
-  return seed;
+uint8_t KtrChecksum(const uint8_t* bytes, std::size_t n, uint8_t initial) {
+  for (std::size_t i = 0; i < n; ++i) initial = static_cast<uint8_t>(initial ^ bytes[i]);
+  return initial;
 }
 
 std::vector<uint8_t> EncodeKtrFrame(char command, const uint8_t* params, std::size_t wordCount) {

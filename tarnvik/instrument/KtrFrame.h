@@ -28,8 +28,8 @@ inline constexpr int32_t kKtrFormattedGuard = 1290;
 // Byte values published for clients; the packet layer neither sends nor expects them.
 enum SerChars : int32_t { ACK = 6, NAK = 21 };
 
-// XOR of n bytes into seed.
-uint8_t KtrChecksum(const uint8_t* bytes, std::size_t n, uint8_t seed = 0);
+// XOR of n bytes, starting from initial.
+uint8_t KtrChecksum(const uint8_t* bytes, std::size_t n, uint8_t initial = 0);
 
 // One complete frame carrying wordCount words taken from params (2 * wordCount bytes).
 // The caller checks that wordCount + 3 fits the length byte.

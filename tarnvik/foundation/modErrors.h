@@ -100,19 +100,30 @@ void ReportCurrentException(const char* module, const char* procedure, OnFailure
 // Runs body; any failure is logged with module and procedure and, by default, raised
 // again to the caller with source "module:procedure". Foreign exceptions are converted:
 // std::bad_alloc to 7, I/O failures to the file numbers, anything else to 5.
-template <class Body>
-auto Guarded(const char* module, const char* procedure, Body&& body) -> decltype(body()) {
-  // The library's own errors are caught by type: classifying them by rethrowing would
-  // cost a second unwind at every level an error passes through.
+// The library's own errors are caught by type: classifying them by rethrowing would
+// cost a second unwind at every level an error passes through.
+//
+// GuardedAnswering first shows the library's own errors to answer, which may deal with
+// one itself by raising another (a procedure that passes some numbers on unchanged, or
+// raises an event first); whatever it lets through is logged and raised as above.
+template <class Answer, class Body>
+auto GuardedAnswering(const char* module, const char* procedure, Answer&& answer, Body&& body)
+    -> decltype(body()) {
   try {
     return body();
   } catch (const Error& e) {
+    answer(e);
     detail::ReportError(e, module, procedure, OnFailure::RaiseToCaller);
     throw;  // not reached: the report raises
   } catch (...) {
     detail::ReportCurrentException(module, procedure, OnFailure::RaiseToCaller);
     throw;  // not reached: the report raises
   }
+}
+
+template <class Body>
+auto Guarded(const char* module, const char* procedure, Body&& body) -> decltype(body()) {
+  return GuardedAnswering(module, procedure, [](const Error&) {}, std::forward<Body>(body));
 }
 
 // The variant for procedures that have no caller to receive an error (or that are

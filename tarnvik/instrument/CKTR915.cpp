@@ -26,23 +26,6 @@ constexpr const char* kModuleName = "CKTR915";
   throw Error(number, std::move(description), std::move(source));
 }
 
-// Guarded() with a first look at the library's own errors: `answer` may deal with an
-// error itself by raising another; whatever it lets through is logged and raised as
-// every procedure does.
-template <class Answer, class Body>
-auto GuardedAnswering(const char* procedure, Answer&& answer, Body&& body) -> decltype(body()) {
-  try {
-    return body();
-  } catch (const Error& e) {
-    answer(e);
-    detail::ReportError(e, kModuleName, procedure, OnFailure::RaiseToCaller);
-    throw;  // not reached: the report raises
-  } catch (...) {
-    detail::ReportCurrentException(kModuleName, procedure, OnFailure::RaiseToCaller);
-    throw;  // not reached: the report raises
-  }
-}
-
 // The deadline of one receive stage, in seconds since midnight. One that falls after
 // midnight is never reached by the timer, which starts again at 0.
 float StageDeadline(float fTimeout) { return TimerSeconds() + fTimeout; }
@@ -82,7 +65,7 @@ std::vector<std::string> CKTR915::GetFilenames(float fTimeout) {
     // The session's own errors reach the caller as they were raised.
     if (e.Number() >= KTRERR_Checksum && e.Number() <= KTRERR_Cancelled) throw e;
   };
-  return GuardedAnswering("GetFilenames()", answer, [&] {
+  return GuardedAnswering(kModuleName, "GetFilenames()", answer, [&] {
     fat_ = ReadFAT(fTimeout);
     if (!fat_) RaiseFrom("GetFilenames()", KTRERR_Communication, "Could not read FAT");
     if (fat_->Guard() != kKtrFormattedGuard) {
@@ -198,7 +181,7 @@ void CKTR915::ReceivePacket(ByteArray& baParams, float fTimeout, std::string& sC
     OnKTREvent.Raise(KTREV_Cancelled, Variant(int16_t{0}));
     RaiseFrom("ReceivePacket()", KTRERR_Cancelled, "Operation Cancelled");
   };
-  GuardedAnswering("ReceivePacket()", answer, [&] {
+  GuardedAnswering(kModuleName, "ReceivePacket()", answer, [&] {
     port_->SetInputMode(1);
     port_->SetInputLen(1);
 

@@ -1,5 +1,6 @@
 #include "tarnvik/foundation/HostServices.h"
 
+#include <atomic>
 #include <ctime>
 #include <map>
 #include <mutex>
@@ -67,7 +68,14 @@ void SetSerialPortDevice(int16_t port, const std::string& path) {
 
 // Handlers are copied out and called without the lock: a handler may call back into the
 // library (a host pump may even replace the handler).
+namespace {
+std::atomic<uint64_t> yields{0};
+}  // namespace
+
+uint64_t detail::YieldCount() { return yields.load(std::memory_order_relaxed); }
+
 void YieldToHost() {
+  yields.fetch_add(1, std::memory_order_relaxed);
   std::function<void()> handler;
   {
     std::lock_guard<std::mutex> lock(State().mutex);

@@ -31,6 +31,9 @@ namespace detail {
 // The default yield waits through this, installed by the serial layer (it knows the
 // open ports): wait at most the given time for input on any of them.
 void SetDefaultIdleWait(std::function<void(std::chrono::milliseconds)> wait);
+// How many times YieldToHost has run in this process: a reader that buffers input knows
+// from a change that its caller waited for more.
+uint64_t YieldCount();
 }  // namespace detail
 
 }  // namespace tarnvik

@@ -9,6 +9,7 @@
 #include "tarnvik/foundation/HostServices.h"
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
+#include "tarnvik/instrument/BufferedSerialDevice.h"
 #include "tarnvik/instrument/SerialDevice.h"
 
 namespace tarnvik {
@@ -151,7 +152,7 @@ void CSerialPort::SetPortOpen(bool value) {
       case detail::SerialOpenStatus::Opened: break;
     }
     // The remembered properties apply now; if one fails the port stays closed.
-    std::unique_ptr<detail::SerialDevice> device = std::move(opened.device);
+    auto device = std::make_unique<detail::BufferedSerialDevice>(std::move(opened.device));
     device->Configure(s.line);
     device->SetHandshaking(s.handShaking);
     device->SetDTR(s.dtrEnable);

@@ -83,6 +83,12 @@ void Raise(int32_t number, std::string description) { throw Error(number, std::m
 
 void Raise(int32_t number) { throw Error(number, StandardDescription(number)); }
 
+void RaiseFrom(const char* module, const char* procedure, int32_t number, std::string description) {
+  std::string source(module);
+  source.append(":").append(procedure);
+  throw Error(number, std::move(description), std::move(source));
+}
+
 void InitializeErrors(const std::string& sLogFilename, bool bClearLog) {
   {
     std::lock_guard<std::mutex> lock(State().mutex);

@@ -66,6 +66,9 @@ class Error : public std::exception {
 [[noreturn]] void Raise(int32_t number, std::string description);
 // Throws an Error with the platform's usual description for that number.
 [[noreturn]] void Raise(int32_t number);
+// Throws an Error whose source is already "module:procedure": for a procedure that names
+// another as the source, or an error that reaches the caller without a log line.
+[[noreturn]] void RaiseFrom(const char* module, const char* procedure, int32_t number, std::string description);
 
 // modErrors: the log file and the central report.
 void InitializeErrors(const std::string& sLogFilename, bool bClearLog);

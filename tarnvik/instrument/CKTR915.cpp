@@ -21,9 +21,7 @@ namespace {
 constexpr const char* kModuleName = "CKTR915";
 
 [[noreturn]] void RaiseFrom(const char* procedure, int32_t number, std::string description) {
-  std::string source(kModuleName);
-  source.append(":").append(procedure);
-  throw Error(number, std::move(description), std::move(source));
+  tarnvik::RaiseFrom(kModuleName, procedure, number, std::move(description));
 }
 
 // The deadline of one receive stage, in seconds since midnight. One that falls after

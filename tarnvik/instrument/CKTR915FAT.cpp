@@ -78,7 +78,7 @@ void CKTR915FAT::LoadFromArray(ByteArray& baData, int32_t nGuard) {
     }
   });
   // An unformatted memory goes straight to the caller, without a log line of its own.
-  if (!formatted) throw Error(kNotFormatted, "KTR Memory is not formatted", "CKTR915FAT:LoadFromArray()");
+  if (!formatted) RaiseFrom(kModule, "LoadFromArray()", kNotFormatted, "KTR Memory is not formatted");
 }
 
 }  // namespace tarnvik

@@ -15,6 +15,7 @@
 #include "ktr915sim/InstrumentFiles.h"
 #include "ktr915sim/PtyServer.h"
 #include "support/Fixtures.h"
+#include "tarnvik/fileops/CFileOperations.h"
 #include "tarnvik/foundation/HostServices.h"
 #include "tarnvik/instrument/CKTR915.h"
 #include "tarnvik/trace/CTrace.h"
@@ -257,10 +258,12 @@ TEST_F(SessionWithSimulator, DeadlinesFollowTheTimerSource) {
 }
 
 TEST_F(SessionWithSimulator, ToolListsAndDownloads) {
-  // A SOR file holds the number of averages in 16 bits.
-  auto cable = RecordableTrace("CABLE7", 12, FT_SingleMode, 1550, 3000, 1);
-  cable->SetNumberOfAverages(7000);
-  Serve({cable, RecordableTrace("RING2", 3, FT_MultiMode, 1300, 100, 2)});
+  // The SOR file keeps the reflectance threshold in an unsigned field: only a threshold of
+  // 0 can be written there, any other fails with 6, and the trace's own format keeps it.
+  const auto cable = RecordableTrace("CABLE7", 12, FT_SingleMode, 1550, 3000, 1);
+  const auto ring = RecordableTrace("RING2", 3, FT_MultiMode, 1300, 100, 2);
+  ring->SetReflectanceThreshold(0.0f);
+  Serve({cable, ring});
   tool::CommonOptions common;
   tool::LogCapture log;
   tool::DownloadOptions options;
@@ -273,19 +276,40 @@ TEST_F(SessionWithSimulator, ToolListsAndDownloads) {
 
   options.list = false;
   options.outputFolder = Path("");
-  options.names = {"CABLE7_12_S15", "missing"};
+  options.names = {"CABLE7_12_S15", "missing", "RING2_3_M13"};
   out.str("");
   err.str("");
   EXPECT_EQ(tool::RunDownload(options, common, log, out, err), 1);
-  // Writing the downloaded trace as SOR is not checked here yet: the fixed parameters
-  // block refuses one of the instrument's values (error 6), an open problem of the
-  // conversion. The file that failed does not stop the next one.
-  EXPECT_NE(err.str().find("[2/2] missing: error 5 from CKTR915:GetFiles(): Could not find file: 'missing'"),
-            std::string::npos)
-      << err.str();
+  EXPECT_EQ(err.str(),
+            "[1/3] CABLE7_12_S15: error 6 from CSORFile:BuildFixedParamsBlock() (reported by "
+            "CFileOperations:WriteTrace()): Overflow\n"
+            "[2/3] missing: error 5 from CKTR915:GetFiles(): Could not find file: 'missing'\r\n"
+            "n = 3, FileCount = 2, Files: \r\n'CABLE7_12_S15'\r\n'RING2_3_M13'\r\n\n");
+  EXPECT_NE(out.str().find("[3/3] RING2_3_M13: 100 samples in "), std::string::npos) << out.str();
+  EXPECT_FALSE(std::filesystem::exists(Path("CABLE7_12_S15.sor")));
+  CFileOperations ops;
+  const auto ringBack = ops.ReadTrace(Path("RING2_3_M13.sor"));
+  EXPECT_EQ(ringBack->DataPointArray(), ring->DataPointArray());
+  EXPECT_EQ(ringBack->CableID(), "RING2");
 
-  options.outputFolder = Path("no such folder");
-  EXPECT_EQ(tool::RunDownload(options, common, log, out, err), 2);
+  options.names = {"CABLE7_12_S15"};
+  options.extension = "trc";
+  err.str("");
+  EXPECT_EQ(tool::RunDownload(options, common, log, out, err), 0) << err.str();
+  const auto cableBack = ops.ReadTrace(Path("CABLE7_12_S15.trc"));
+  EXPECT_EQ(cableBack->DataPointArray(), cable->DataPointArray());
+  EXPECT_EQ(cableBack->ReflectanceThreshold(), -40.5f);
+
+  // Usage errors come before the instrument is asked anything.
+  const struct {
+    const char* folder;
+    const char* extension;
+  } refused[] = {{"no such folder", "sor"}, {"", ""}, {"", "x/y"}};
+  for (const auto& r : refused) {
+    options.outputFolder = Path(r.folder);
+    options.extension = r.extension;
+    EXPECT_EQ(tool::RunDownload(options, common, log, out, err), 2) << r.folder << "|" << r.extension;
+  }
 }
 
 }  // namespace

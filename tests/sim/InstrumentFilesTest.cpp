@@ -77,20 +77,25 @@ TEST_F(InstrumentFilesTest, TracesSorFilesAndSyntheticOnes) {
   EXPECT_EQ(m.Files()[2].name, "CABLE7_12_S13");
   EXPECT_EQ(m.Files()[3].name, "MINE_1_S13");
 
-  // A SOR file: stored under its name without folder and extension, its record the
-  // trace's the library reads from it.
+  // A SOR file: stored under its name without folder and extension when that is an
+  // instrument's name, its record the trace's the library reads from it; otherwise under
+  // the name the instrument would give the trace.
   CFileOperations ops;
   ops.WriteTrace(synthetic, Path("LINK4_2_S13.sor"), 0, 1, 2, 3);
   EXPECT_EQ(m.AddSorFile(Path("LINK4_2_S13.sor")), 0x0200);
   EXPECT_EQ(m.Files()[4].name, "LINK4_2_S13");
   EXPECT_EQ(m.Files()[4].record, EncodeTraceRecord(*ops.ReadTrace(Path("LINK4_2_S13.sor"))));
+  synthetic->SetFiberNumber(13);
+  ops.WriteTrace(synthetic, Path("site_b.sor"), 0, 1, 2, 3);
+  m.AddSorFile(Path("site_b.sor"));
+  EXPECT_EQ(m.Files()[5].name, "CABLE7_13_S13");
 
   // A record value out of range fails the file unless clamping is asked for.
   synthetic->SetNoiseFloorLevel(30000);
   ops.WriteTrace(synthetic, Path("LOUD_1_S13.sor"), 0, 1, 2, 3);
   EXPECT_RAISES(m.AddSorFile(Path("LOUD_1_S13.sor")), 6, "InstrumentFiles:AddSorFile()",
                 "NoiseFloorLevel 30000 is stored as 300000, outside the record's 16-bit word (0 to 65535)");
-  EXPECT_EQ(m.AddSorFile(Path("LOUD_1_S13.sor"), OutOfRange::Clamp), 0x0240);
+  EXPECT_EQ(m.AddSorFile(Path("LOUD_1_S13.sor"), OutOfRange::Clamp), 0x0280);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "ktr915sim/InstrumentFiles.h"
 
+#include <algorithm>
 #include <filesystem>
 
 #include "sample_trace.h"
@@ -34,7 +35,11 @@ uint16_t InstrumentFiles::AddSorFile(const std::string& path, OutOfRange policy)
   return Guarded(kModule, "AddSorFile()", [&] {
     CFileOperations files;
     const auto trace = files.ReadTrace(path);
-    return Store(std::filesystem::path(path).stem().string(), EncodeTraceRecord(*trace, policy));
+    // A download takes the cable, fibre, type and wavelength from the name's three
+    // underscore-separated fields, and fails on a name without them.
+    const std::string stem = std::filesystem::path(path).stem().string();
+    const bool instrumentName = std::count(stem.begin(), stem.end(), '_') >= 2;
+    return Store(instrumentName ? stem : InstrumentFileName(*trace), EncodeTraceRecord(*trace, policy));
   });
 }
 

@@ -33,7 +33,8 @@ class InstrumentFiles {
   // name empty: InstrumentFileName(trace). Encoding errors as EncodeTraceRecord's (6).
   uint16_t AddTrace(const CTrace& trace, const std::string& name = {}, OutOfRange policy = OutOfRange::Raise);
   // Reads the SOR file with CFileOperations::ReadTrace (its errors pass through) and stores
-  // it under the file's name without folder and ".sor".
+  // it under the file's name without folder and ".sor" when that has the instrument's three
+  // fields (CABLE_FIBER_TYPEWAVE), otherwise under InstrumentFileName(trace).
   uint16_t AddSorFile(const std::string& path, OutOfRange policy = OutOfRange::Raise);
   // A synthetic 1310 nm trace of the given number of samples (1..65535, else 5), stored as
   // "SYNTH_n_S13" with n its position among the files.

@@ -61,6 +61,10 @@ int RunDownload(const DownloadOptions& options, const CommonOptions& common, Log
     err << "tarnvik download: -o must name an existing folder\n";
     return 2;
   }
+  if (options.extension.empty() || options.extension.find_first_of("/\\:") != std::string::npos) {
+    err << "tarnvik download: --to must give an extension without folder separators\n";
+    return 2;
+  }
   const std::string port = "port " + std::to_string(options.port);
   if (!options.device.empty()) SetSerialPortDevice(options.port, options.device);
 
@@ -91,7 +95,7 @@ int RunDownload(const DownloadOptions& options, const CommonOptions& common, Log
     try {
       const auto traces = ktr.GetFiles({name}, options.timeout);
       const auto trace = traces->Item(1);
-      const std::string target = (fs::path(options.outputFolder) / (SafeFileName(name) + ".sor")).string();
+      const std::string target = (fs::path(options.outputFolder) / (SafeFileName(name) + "." + options.extension)).string();
       CFileOperations().WriteTrace(trace, target, 0, common.version.major, common.version.minor,
                                    common.version.build);
       const std::chrono::duration<double> took = std::chrono::steady_clock::now() - started;

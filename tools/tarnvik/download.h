@@ -1,5 +1,6 @@
 // `tarnvik download`: lists the files on a KTR 915 handheld OTDR or downloads them, each
-// written as a SOR file, with a progress line per file.
+// written as NAME.EXT (SR-4731 for "sor", the trace's own format otherwise), with a
+// progress line per file.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,7 @@ struct DownloadOptions {
   bool list = false;
   std::vector<std::string> names;  // all the instrument's files when empty
   std::string outputFolder = ".";
+  std::string extension = "sor";  // of the files written, as WriteTrace chooses the format
   float timeout = 5.0f;  // seconds each receive stage may wait
   // Polled while waiting for the instrument; true cancels the transfer (Ctrl-C).
   std::function<bool()> cancelRequested;

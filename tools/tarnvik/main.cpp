@@ -81,16 +81,21 @@ int main(int argc, char** argv) {
 
   DownloadOptions download;
   CLI::App* downloadCommand = app.add_subcommand(
-      "download", "List the files on a KTR 915 handheld OTDR, or download them and write each as NAME.sor, with a "
-                  "progress line per file. Ctrl-C cancels.");
+      "download", "List the files on a KTR 915 handheld OTDR, or download them and write each as NAME.sor (or NAME.EXT "
+                  "with --to), with a progress line per file. Ctrl-C cancels.");
   downloadCommand->add_option("--port", download.port, "Serial port number")->required()->check(CLI::Range(1, 255));
   downloadCommand->add_option("--device", download.device,
                               "The device behind the port (e.g. the path tarnvik-ktr915-sim prints); default "
                               "/dev/ttyS(N-1), on Windows COMN");
   downloadCommand->add_flag("--list", download.list, "Only list the instrument's files");
   downloadCommand->add_option("NAME", download.names, "Files to download (exact case); all when none is given");
-  downloadCommand->add_option("-o,--output", download.outputFolder, "Existing folder for the SOR files")
+  downloadCommand->add_option("-o,--output", download.outputFolder, "Existing folder for the files written")
       ->default_val(".");
+  downloadCommand
+      ->add_option("--to", download.extension,
+                   "Extension of the files written: \"sor\" for SR-4731, any other (\"trc\", ...) for the trace's "
+                   "own format")
+      ->default_val("sor");
   downloadCommand->add_option("--timeout", download.timeout, "Seconds each step of a transfer may wait")
       ->check(CLI::Range(0.1, 3600.0))
       ->default_val(5.0);

@@ -59,15 +59,15 @@ bool CKTR915::Connected() const {
 
 std::vector<std::string> CKTR915::GetFilenames(float fTimeout) {
   const auto answer = [](const Error& e) {
-    if (e.Number() == KTRERR_Timeout) RaiseFrom("GetFilenames()", KTRERR_Timeout, "Timeout while getting filenames");
+    if (e.Number() == errTimeout) RaiseFrom("GetFilenames()", errTimeout, "Timeout while getting filenames");
     // The session's own errors reach the caller as they were raised.
-    if (e.Number() >= KTRERR_Checksum && e.Number() <= KTRERR_Cancelled) throw e;
+    if (e.Number() >= errCheckSum && e.Number() <= errCancelled) throw e;
   };
   return GuardedAnswering(kModuleName, "GetFilenames()", answer, [&] {
     fat_ = ReadFAT(fTimeout);
-    if (!fat_) RaiseFrom("GetFilenames()", KTRERR_Communication, "Could not read FAT");
+    if (!fat_) RaiseFrom("GetFilenames()", errCommunication, "Could not read FAT");
     if (fat_->Guard() != kKtrFormattedGuard) {
-      RaiseFrom("GetFilenames()", KTRERR_NotFormatted, "KTR Memory is not formatted");
+      RaiseFrom("GetFilenames()", errFlashNotInit, "KTR Memory is not formatted");
     }
     std::vector<std::string> names;
     const int32_t count = fat_->FileCount();
@@ -161,8 +161,8 @@ void CKTR915::SendPacket(const std::string& sCommand, const ByteArray& baParams)
 void CKTR915::WaitForBytes(int16_t count, float deadline) {
   while (port_->InBufferCount() < count) {
     YieldToHost();
-    if (cancelled_) Raise(KTRERR_Cancelled, "Operation Cancelled");
-    if (TimerSeconds() > deadline) RaiseFrom("ReceivePacket()", KTRERR_Timeout, "Timeout");
+    if (cancelled_) Raise(errCancelled, "Operation Cancelled");
+    if (TimerSeconds() > deadline) RaiseFrom("ReceivePacket()", errTimeout, "Timeout");
   }
 }
 
@@ -175,9 +175,9 @@ uint8_t CKTR915::ReadByte() {
 
 void CKTR915::ReceivePacket(ByteArray& baParams, float fTimeout, std::string& sCommand) {
   const auto answer = [this](const Error& e) {
-    if (e.Number() != KTRERR_Cancelled) return;
+    if (e.Number() != errCancelled) return;
     OnKTREvent.Raise(KTREV_Cancelled, Variant(int16_t{0}));
-    RaiseFrom("ReceivePacket()", KTRERR_Cancelled, "Operation Cancelled");
+    RaiseFrom("ReceivePacket()", errCancelled, "Operation Cancelled");
   };
   GuardedAnswering(kModuleName, "ReceivePacket()", answer, [&] {
     port_->SetInputMode(1);
@@ -220,7 +220,7 @@ void CKTR915::ReceivePacket(ByteArray& baParams, float fTimeout, std::string& sC
     if (received != checksum) {
       std::string description("Checksum error - Rcvd: ");
       description.append(std::to_string(received)).append(" Calculated: ").append(std::to_string(checksum));
-      RaiseFrom("ReceivePacket()", KTRERR_Checksum, std::move(description));
+      RaiseFrom("ReceivePacket()", errCheckSum, std::move(description));
     }
   });
 }
@@ -238,11 +238,11 @@ void CKTR915::SendFlashReadCommand(int32_t nWhat, int32_t nArg1, int32_t nArg2, 
   std::string command;
   ReceivePacket(reply, fTimeout, command);
   if (command != std::string(1, kKtrAcknowledge)) {
-    RaiseFrom("SendFlashReadCommand()", KTRERR_Communication, "KTR 915 did not respond to Flash Read request");
+    RaiseFrom("SendFlashReadCommand()", errCommunication, "KTR 915 did not respond to Flash Read request");
   }
   // The instrument answers with its version least significant byte first (32 as 32, 0).
   if (ByteArrayToNumLSB(reply, 1, 2, false) != kKtrDownloaderVersion) {
-    RaiseFrom("SendFlashReadCommand()", KTRERR_Version, "File Downloader Versions don't match");
+    RaiseFrom("SendFlashReadCommand()", errWrongVersion, "File Downloader Versions don't match");
   }
 }
 
@@ -271,7 +271,7 @@ void CKTR915::ReceiveFlashData(ByteArray& baData, float fTimeout) {
       SendPacket(acknowledge, ByteArray());
       return;
     } else {
-      RaiseFrom("ReceiveFlashData()", KTRERR_Communication, "Communication Error");
+      RaiseFrom("ReceiveFlashData()", errCommunication, "Communication Error");
     }
   }
 }

@@ -34,13 +34,13 @@ enum KTREvents : int32_t {
 };
 
 // The session's own error numbers.
-enum KTRErrors : int32_t {
-  KTRERR_Timeout = 11000,
-  KTRERR_Checksum = 11001,
-  KTRERR_Communication = 11002,
-  KTRERR_Version = 11003,
-  KTRERR_NotFormatted = 11004,
-  KTRERR_Cancelled = 11005,
+enum KTR915Errors : int32_t {
+  errTimeout = 11000,
+  errCheckSum = 11001,
+  errCommunication = 11002,
+  errWrongVersion = 11003,
+  errFlashNotInit = 11004,
+  errCancelled = 11005,
 };
 
 class CKTR915 {

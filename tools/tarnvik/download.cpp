@@ -106,7 +106,7 @@ int RunDownload(const DownloadOptions& options, const CommonOptions& common, Log
       Report(err, "[" + std::to_string(done) + "/" + std::to_string(wanted.size()) + "] " + name, e, log);
       failed = true;
       // A cancelled session fails every later wait: the remaining files would only repeat it.
-      if (e.Number() == KTRERR_Cancelled) break;
+      if (e.Number() == errCancelled) break;
     }
   }
   out.flush();

@@ -36,6 +36,9 @@ void CEvents::Remove(int32_t lIndex) {
   });
 }
 
+// Reports the unknown key itself, under this class's name.
+void CEvents::Remove(const std::string& sKey) { Base::Remove(sKey); }
+
 void CEvents::SetmoEventPipe(std::shared_ptr<CEventPipe> value) {
   Guarded(kModule, "Set moEventPipe()", [&] {
     if (!value) Raise(err::ObjectNotSet);

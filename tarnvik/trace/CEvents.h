@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <string>
 
 #include "tarnvik/foundation/Event.h"
 #include "tarnvik/foundation/KeyedCollection.h"
@@ -43,6 +44,9 @@ class CEvents : private KeyedCollection<CEvent> {
   // Removes the event at lIndex, renumbers and raises OnDirty(true). Outside 1..Count
   // raises 9 and changes nothing.
   void Remove(int32_t lIndex);
+  // The text-key form, for clients that pass a key as Item allows: no event has one, so
+  // it raises 5 and changes nothing.
+  void Remove(const std::string& sKey);
 
   // The pipe the collection listens to. Setting a new one moves every event held onto it,
   // so that all events keep sharing the collection's pipe; nullptr raises 91.

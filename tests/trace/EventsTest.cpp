@@ -165,6 +165,7 @@ TEST(Events, BadPositionsRaiseAndChangeNothing) {
   EXPECT_RAISES(events.Item(0), 9, "CEvents:Get Item()", "Subscript out of range");
   EXPECT_RAISES(events.Item(3), 9, "CEvents:Get Item()", "Subscript out of range");
   EXPECT_RAISES(events.Item("1"), 5, "CEvents:Get Item()", "Invalid procedure call or argument");
+  EXPECT_RAISES(events.Remove("1"), 5, "CEvents:Remove()", "Invalid procedure call or argument");
   EXPECT_RAISES(events.Add(nullptr), 91, "CEvents:Add()", "Object variable or With block variable not set");
   using L = std::vector<std::pair<float, int16_t>>;
   EXPECT_EQ(Layout(events), (L{{100, 1}, {200, 2}}));

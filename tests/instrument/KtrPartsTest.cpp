@@ -118,14 +118,11 @@ TEST_F(KtrFileTableTest, GuardAndShortTableErrors) {
 
 TEST(KtrPacketTest, FramesAreByteExact) {
   using detail::BuildKtrPacket;
-  // No parameters: an array never dimensioned, or one with no elements.
+  // No parameters: an array never dimensioned, or one with no elements. (Whole requests are
+  // checked byte for byte where the session sends them.)
   const std::vector<uint8_t> ack = {0x01, 0x03, 'Y', 0x03 ^ 'Y'};
   EXPECT_EQ(BuildKtrPacket("Y", ByteArray()), ack);
   EXPECT_EQ(BuildKtrPacket("Y", ByteArray(1, 0)), ack);
-  // The flash read of the file table: words high byte first, as the session builds them.
-  ByteArray request = FromOne({0x00, 0x20, 0x00, 0x33, 0x00, 0x00, 0x00, 0x00});
-  EXPECT_EQ(BuildKtrPacket("D", request),
-            (std::vector<uint8_t>{0x01, 0x07, 'D', 0x00, 0x20, 0x00, 0x33, 0x00, 0x00, 0x00, 0x00, 0x50}));
   // Only the first character of the command counts; a checksum may well be 0.
   EXPECT_EQ(BuildKtrPacket("Dx", FromOne({0x40, 0x00})), (std::vector<uint8_t>{0x01, 0x04, 'D', 0x40, 0x00, 0x00}));
 

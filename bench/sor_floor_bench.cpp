@@ -3,7 +3,7 @@
 // For every file: LoadFromFile against the floor (read the whole file and run its
 // checksum with slicing-by-16 tables, bench/support/FloorChecksum.h); SaveToBytes
 // (SaveToFile without the final write to disk) against building the same bytes and
-// their checksum; the final write (ReplaceFile) on its own; ReadTrace against
+// their checksum; the final write (ReplaceWholeFile) on its own; ReadTrace against
 // LoadFromFile and WriteTrace against SaveToFile on the same file. Each benchmark times
 // the library and its reference in turn, iteration by iteration, and reports the ratio
 // ("x_ref"), so that a noisy machine moves both alike. Load and save also report the
@@ -171,7 +171,7 @@ void RegisterFile(const std::string& label, const fs::path& path) {
       std::memcpy(copy.get(), image.data(), image.size());
       benchmark::DoNotOptimize(bench::ChecksumFloor(copy.get(), image.size()));
     };
-    Interleaved(state, [&] { ReplaceFile(out.string(), image); }, floorSave, image.size(), false);
+    Interleaved(state, [&] { ReplaceWholeFile(out.string(), image); }, floorSave, image.size(), false);
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 
   std::shared_ptr<CTrace> trace;

@@ -6,17 +6,66 @@
 #include <fstream>
 #include <random>
 
+#include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
+
+#if defined(_WIN32)
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+#endif
 
 namespace tarnvik {
 
 namespace fs = std::filesystem;
 
+// ---- What differs between platforms: the file name's encoding and the final rename.
+#if defined(_WIN32)
+
+fs::path PathFromUtf8(const std::string& name) { return fs::path(WideFromUtf8(name)); }
+
+namespace {
+
+// Replaces target with the complete file at temp. The new name is on disk before this
+// returns (write-through). The target's read-only attribute, the only permission Windows
+// keeps on the file itself, is not carried over: a read-only temporary could not be
+// deleted after a failed move.
+bool MoveOver(const fs::path& temp, const fs::path& target) {
+  return MoveFileExW(temp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
+}
+
+}  // namespace
+
+#else
+
+fs::path PathFromUtf8(const std::string& name) { return fs::u8path(name); }
+
+namespace {
+
+// Replaces target with the complete file at temp, which first takes the target's
+// permissions.
+bool MoveOver(const fs::path& temp, const fs::path& target) {
+  std::error_code code;
+  const fs::file_status old = fs::status(target, code);
+  if (fs::is_regular_file(old)) fs::permissions(temp, old.permissions(), code);
+  fs::rename(temp, target, code);
+  return !code;
+}
+
+}  // namespace
+
+#endif
+// ----
+
 namespace {
 
 fs::path PathOf(const std::string& name) {
   if (name.empty()) Raise(err::BadFileName);
-  return fs::u8path(name);
+  return PathFromUtf8(name);
 }
 
 // A name in the target's folder that no other writer in this or another process picks.
@@ -57,7 +106,7 @@ std::vector<uint8_t> ReadWholeFile(const std::string& name) {
   return bytes;
 }
 
-void ReplaceFile(const std::string& name, const std::vector<uint8_t>& bytes) {
+void ReplaceWholeFile(const std::string& name, const std::vector<uint8_t>& bytes) {
   const fs::path target = PathOf(name);
   CheckOutputPath(target);
   std::error_code code;
@@ -72,11 +121,7 @@ void ReplaceFile(const std::string& name, const std::vector<uint8_t>& bytes) {
       out.close();
       if (out.fail()) Raise(err::PathFileAccess);
     }
-    // A replaced file keeps its permissions.
-    const fs::file_status old = fs::status(target, code);
-    if (fs::is_regular_file(old)) fs::permissions(temp, old.permissions(), code);
-    fs::rename(temp, target, code);
-    if (code) Raise(err::PathFileAccess);
+    if (!MoveOver(temp, target)) Raise(err::PathFileAccess);
   } catch (...) {
     fs::remove(temp, code);
     throw;

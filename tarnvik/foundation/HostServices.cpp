@@ -7,6 +7,8 @@
 #include <thread>
 #include <utility>
 
+#include "tarnvik/foundation/modMain.h"
+
 namespace tarnvik {
 
 namespace {
@@ -31,12 +33,7 @@ constexpr std::chrono::milliseconds kIdleSleep{1};
 float ClockSecondsSinceMidnight() {
   const auto now = std::chrono::system_clock::now();
   const std::time_t whole = std::chrono::system_clock::to_time_t(now);
-  std::tm local{};
-#if defined(_WIN32)
-  localtime_s(&local, &whole);
-#else
-  localtime_r(&whole, &local);
-#endif
+  const std::tm local = LocalTime(whole);
   // to_time_t may round rather than truncate: take the fraction from the time point itself.
   const auto sinceWhole = now - std::chrono::system_clock::from_time_t(whole);
   double fraction = std::chrono::duration<double>(sinceWhole).count();

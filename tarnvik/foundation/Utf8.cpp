@@ -116,4 +116,19 @@ std::string Utf16LEToUtf8(const uint8_t* bytes, std::size_t n) {
   return out;
 }
 
+std::u16string Utf8ToUtf16(const std::string& text) {
+  std::u16string out;
+  out.reserve(text.size());
+  for (const char32_t cp : DecodeUtf8(text)) {
+    if (cp < 0x10000) {
+      out.push_back(static_cast<char16_t>(cp));
+    } else {
+      const char32_t above = cp - 0x10000;
+      out.push_back(static_cast<char16_t>(0xD800 + (above >> 10)));
+      out.push_back(static_cast<char16_t>(0xDC00 + (above & 0x3FF)));
+    }
+  }
+  return out;
+}
+
 }  // namespace tarnvik

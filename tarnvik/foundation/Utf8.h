@@ -29,4 +29,16 @@ std::string Latin1ToUtf8(const uint8_t* bytes, std::size_t n);
 // own, an unpaired surrogate becomes U+FFFD.
 std::string Utf16LEToUtf8(const uint8_t* bytes, std::size_t n);
 
+// UTF-8 to UTF-16 code units (for the wide-character calls of Windows), with the same
+// reading of malformed bytes as DecodeUtf8; code points past U+FFFF become surrogate pairs.
+std::u16string Utf8ToUtf16(const std::string& text);
+
+#if defined(_WIN32)
+// The same as a wide string, for the W calls of Windows (wchar_t holds UTF-16 there).
+inline std::wstring WideFromUtf8(const std::string& text) {
+  const std::u16string units = Utf8ToUtf16(text);
+  return std::wstring(units.begin(), units.end());
+}
+#endif
+
 }  // namespace tarnvik

@@ -10,7 +10,19 @@
 #include <new>
 #include <system_error>
 
+#include "tarnvik/foundation/FileIO.h"
+#include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modMain.h"
+
+#if defined(_WIN32)
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
+#include <windows.h>
+#endif
 
 namespace tarnvik {
 
@@ -41,12 +53,28 @@ void AppendLogLine(const std::string& fields) {
   try {
     std::string name = LogFileName();
     if (name.empty()) return;
-    std::ofstream out(std::filesystem::u8path(name), std::ios::binary | std::ios::app);
+    std::ofstream out(PathFromUtf8(name), std::ios::binary | std::ios::app);
     if (!out) return;
     out << fields << "\t" << CurrentDateTimeText() << "\r\n";
   } catch (...) {
   }
 }
+
+// ---- The message box shown when the client has installed no handler of its own.
+#if defined(_WIN32)
+
+// A real message box, modal to the task: the library has no window of its own to own it.
+void ShowDefaultMessageBox(const std::string& text) {
+  MessageBoxW(nullptr, WideFromUtf8(text).c_str(), L"Tarnvik", MB_OK | MB_ICONERROR | MB_TASKMODAL | MB_SETFOREGROUND);
+}
+
+#else
+
+// No desktop to rely on: the text goes to standard error.
+void ShowDefaultMessageBox(const std::string& text) { std::cerr << text << std::endl; }
+
+#endif
+// ----
 
 int32_t FileErrorNumber(const std::error_code& code) {
   if (code == std::errc::no_such_file_or_directory) return err::FileNotFound;
@@ -107,7 +135,7 @@ void ClearLogFile() {
     std::string name = LogFileName();
     if (name.empty()) return;
     std::error_code ignored;
-    std::filesystem::remove(std::filesystem::u8path(name), ignored);
+    std::filesystem::remove(PathFromUtf8(name), ignored);
   } catch (...) {
   }
 }
@@ -134,7 +162,7 @@ void ShowMessageBox(const std::string& text) {
   if (handler) {
     handler(text);
   } else {
-    std::cerr << text << std::endl;
+    ShowDefaultMessageBox(text);
   }
 }
 

@@ -81,8 +81,8 @@ void LogEvent(const std::string& s1, const std::string& s2, const std::string& s
 // debug mode, so this changes nothing.
 void SetErrorDebugMode();
 
-// Message boxes go through this process-wide handler; the default writes to stderr.
-// Passing an empty function restores the default.
+// Message boxes go through this process-wide handler; the default shows a Windows message
+// box on Windows and writes to stderr elsewhere. Passing an empty function restores it.
 void SetMessageBoxHandler(std::function<void(const std::string& text)> handler);
 void ShowMessageBox(const std::string& text);
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "tarnvik/foundation/ByteArray.h"
+#include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modByteArrays.h"
 #include "tarnvik/foundation/modErrors.h"
@@ -51,7 +52,7 @@ std::string ParseFileExt(const std::string& path) {
 
 bool SafeKill(const std::string& path) {
   return GuardedSwallow(kModule, "SafeKill()", OnFailure::LogOnly, [&] {
-    const std::filesystem::path file = std::filesystem::u8path(path);
+    const std::filesystem::path file = PathFromUtf8(path);
     std::error_code code;
     if (!std::filesystem::is_regular_file(file, code)) Raise(err::FileNotFound);
     if (!std::filesystem::remove(file, code) || code) Raise(err::PathFileAccess);

@@ -75,16 +75,17 @@ int32_t QRDToSORTime(int32_t value) {
   return Guarded(kModule, "QRDToSORTime()", [&] { return ToInt32(static_cast<double>(value) / 20.0); });
 }
 
-std::tm LocalNow() {
-  const std::time_t now = std::time(nullptr);
+std::tm LocalTime(std::time_t when) {
   std::tm local{};
 #if defined(_WIN32)
-  localtime_s(&local, &now);
+  localtime_s(&local, &when);
 #else
-  localtime_r(&now, &local);
+  localtime_r(&when, &local);
 #endif
   return local;
 }
+
+std::tm LocalNow() { return LocalTime(std::time(nullptr)); }
 
 namespace {
 // Days between the OLE origin (1899-12-30) and 1970-01-01.

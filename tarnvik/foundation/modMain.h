@@ -58,6 +58,9 @@ Date DateFromUnixSeconds(double seconds);
 double UnixSecondsFromDate(Date date);
 // The same, broken down (for texts such as the log's time stamp).
 std::tm LocalNow();
+// A moment in the local time zone, broken down: the one place that calls the platform's
+// thread-safe conversion (localtime_r, or localtime_s on Windows).
+std::tm LocalTime(std::time_t when);
 
 namespace detail {
 int32_t ToInt32Rounded(double value);

@@ -18,6 +18,7 @@
 #include <thread>
 #include <vector>
 
+#include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modErrors.h"
 #include "tarnvik/instrument/CSerialPort.h"
 #include "tarnvik/instrument/SerialDevice.h"
@@ -49,14 +50,6 @@ constexpr DWORD kWriteTimeoutMs = 5000;
 // What a driver without modem lines (a virtual port) answers to a modem-line request.
 bool IsRefusal(DWORD error) {
   return error == ERROR_INVALID_FUNCTION || error == ERROR_INVALID_PARAMETER || error == ERROR_NOT_SUPPORTED;
-}
-
-std::wstring Widen(const std::string& utf8) {
-  if (utf8.empty()) return {};
-  const int n = MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), nullptr, 0);
-  std::wstring wide(static_cast<std::size_t>(n > 0 ? n : 0), L'\0');
-  if (n > 0) MultiByteToWideChar(CP_UTF8, 0, utf8.data(), static_cast<int>(utf8.size()), wide.data(), n);
-  return wide;
 }
 
 DWORD InputWaiting(HANDLE handle) {
@@ -235,7 +228,7 @@ SerialOpenResult OpenSerialDevice(const std::string& path, int32_t inBufferSize)
   if (path.empty()) return result;
 
   // No sharing: a port another handle holds answers ERROR_ACCESS_DENIED.
-  const HANDLE handle = CreateFileW(Widen(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
+  const HANDLE handle = CreateFileW(WideFromUtf8(path).c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, OPEN_EXISTING,
                                     FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) {
     const DWORD error = GetLastError();

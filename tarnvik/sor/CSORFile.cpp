@@ -234,7 +234,7 @@ void CSORFile::ParseOrvik2Block(ByteArray& body, int32_t revision) {
 // ---- Saving -----------------------------------------------------------------------
 
 void CSORFile::SaveToFile(const std::string& sFilename) {
-  Guarded(kModule, "SaveToFile()", [&] { ReplaceFile(sFilename, BuildImage()); });
+  Guarded(kModule, "SaveToFile()", [&] { ReplaceWholeFile(sFilename, BuildImage()); });
 }
 
 std::vector<uint8_t> CSORFile::SaveToBytes() {

@@ -654,7 +654,7 @@ void CTrace::SaveToFile(const std::string& sFilename) {
     document["deletedEvents"] = EventsJson(*deletedEvents_);
 
     const std::string text = Layout(document, dataPoints_);
-    ReplaceFile(sFilename, std::vector<uint8_t>(text.begin(), text.end()));
+    ReplaceWholeFile(sFilename, std::vector<uint8_t>(text.begin(), text.end()));
   });
 }
 

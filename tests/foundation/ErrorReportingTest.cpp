@@ -101,6 +101,7 @@ TEST_F(ErrorReporting, LogFileNamingAndClearing) {
   EXPECT_EQ(line1.substr(0, 6), "a\tb\tc\t");
   EXPECT_EQ(line2.substr(0, 6), "e\tf\tg\t");
   EXPECT_TRUE(std::filesystem::exists(Path("second.log")));
+  first.close();  // Windows cannot delete a file that is still open
 
   InitializeErrors(Path("first.log"), true);  // clearing deletes the file
   EXPECT_FALSE(std::filesystem::exists(Path("first.log")));

@@ -1,5 +1,6 @@
 // File-name helpers, length-prefixed texts, conversions, the time unit, collections and
 // events.
+#include <algorithm>
 #include <filesystem>
 #include <cmath>
 #include <sstream>
@@ -13,6 +14,7 @@
 #include "tarnvik/foundation/KeyedCollection.h"
 #include "tarnvik/foundation/modFileUtil.h"
 #include "tarnvik/foundation/NumberText.h"
+#include "tarnvik/foundation/Utf8.h"
 #include "tarnvik/foundation/modMain.h"
 
 namespace tarnvik::testing {
@@ -44,11 +46,11 @@ TEST(FileNames, GetStringInfoReadsALengthPrefixedText) {
 
 class Files : public TempDirTest {};
 
-TEST_F(Files, SafeKillAndReplaceFile) {
+TEST_F(Files, SafeKillAndReplaceWholeFile) {
   const std::string target = Path("t.bin");
-  ReplaceFile(target, {1, 2, 3});
+  ReplaceWholeFile(target, {1, 2, 3});
   EXPECT_EQ(ReadWholeFile(target), (std::vector<uint8_t>{1, 2, 3}));
-  ReplaceFile(target, {9});
+  ReplaceWholeFile(target, {9});
   EXPECT_EQ(ReadWholeFile(target), (std::vector<uint8_t>{9}));
   EXPECT_TRUE(SafeKill(target));
   EXPECT_FALSE(SafeKill(target));  // logged, not raised
@@ -56,13 +58,42 @@ TEST_F(Files, SafeKillAndReplaceFile) {
 
   EXPECT_EQ(Capture([&] { ReadWholeFile(target); }).number, 53);
   EXPECT_EQ(Capture([&] { ReadWholeFile(Path("")); }).number, 75);  // a folder
-  EXPECT_EQ(Capture([&] { ReplaceFile(Path("no/such/dir/x"), {1}); }).number, 76);
+  EXPECT_EQ(Capture([&] { ReplaceWholeFile(Path("no/such/dir/x"), {1}); }).number, 76);
   // Nothing but the files written is left in the folder (no temporary files).
   int count = 0;
   for (const auto& entry : std::filesystem::directory_iterator(Path(""))) {
     if (entry.path().filename() != "errors.log") ++count;
   }
   EXPECT_EQ(count, 0);
+}
+
+// UTF-8 names reach the file system as the same characters (on Windows through the wide
+// calls; a conversion through the ANSI code page would garble or refuse them).
+TEST_F(Files, Utf8NamesAreKept) {
+  for (const std::string name : {"Splei\xC3\x9F.sor", "\xE2\x82\xAC \xF0\x9F\x94\xA5.sor"}) {
+    ReplaceWholeFile(Path(name), {7});
+    EXPECT_EQ(ReadWholeFile(Path(name)), std::vector<uint8_t>{7}) << name;
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(PathFromUtf8(Path("")))) {
+      const std::u8string listed = entry.path().filename().u8string();
+      names.emplace_back(listed.begin(), listed.end());
+    }
+    EXPECT_NE(std::find(names.begin(), names.end(), name), names.end()) << name;
+    EXPECT_TRUE(SafeKill(Path(name))) << name;
+  }
+}
+
+TEST(Conversions, Utf8ToUtf16) {
+  const struct {
+    std::string utf8;
+    std::u16string utf16;
+  } cases[] = {
+      {"", u""},
+      {"a\xC3\x9F\xE2\x82\xAC", u"a\u00DF\u20AC"},
+      {"\xF0\x9F\x94\xA5", u"\U0001F525"},  // a surrogate pair
+      {"x\xFFy\xE2\x82", u"x\u00FFy\u00E2\u0082"},  // malformed bytes stand for themselves
+  };
+  for (const auto& c : cases) EXPECT_EQ(Utf8ToUtf16(c.utf8), c.utf16) << c.utf8;
 }
 
 TEST(Conversions, RoundHalfToEvenAndOverflow) {

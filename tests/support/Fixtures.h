@@ -32,6 +32,11 @@ Raised Capture(const std::function<void()>& f);
     EXPECT_EQ(r_.description, std::string(description_));                    \
   } while (0)
 
+// The message-box handler every test program starts with and returns to: a message box
+// that no test records fails the running test. (The library's default would open a real,
+// modal box on Windows and stop an unattended run.)
+void FailOnMessageBox(const std::string& text);
+
 // A fresh folder for each test, with the library's log file pointed into it and a
 // message-box handler that records instead of printing. Everything is restored after.
 class TempDirTest : public ::testing::Test {

@@ -288,7 +288,7 @@ TEST(Trace, AddEventInsertsByPositionInThousandths) {
   std::vector<std::string> shown;
   SetMessageBoxHandler([&](const std::string& text) { shown.push_back(text); });
   EXPECT_EQ(trace->AddEvent(1, 1, 40000, LOSS_TwoPoint, EVSRC_Manual, EVTYPE_End, 0, 0, ""), 0);
-  SetMessageBoxHandler(nullptr);
+  SetMessageBoxHandler(FailOnMessageBox);
   EXPECT_EQ(shown.size(), 1u);
   EXPECT_EQ(trace->Events()->Count(), 2);
 

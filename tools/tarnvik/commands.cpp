@@ -129,7 +129,7 @@ int RunDump(const std::vector<std::string>& files, int style, const std::string&
     if (output.empty()) {
       out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     } else {
-      ReplaceFile(files.size() > 1 ? Beside(output, path, "txt") : output, bytes);
+      ReplaceWholeFile(files.size() > 1 ? Beside(output, path, "txt") : output, bytes);
     }
   });
 }
@@ -144,7 +144,7 @@ int RunPlot(const std::vector<std::string>& files, const std::string& output, co
     } else if (files.size() > 1) {
       target = Beside(output, path, "svg");
     }
-    ReplaceFile(target, std::vector<uint8_t>(svg.begin(), svg.end()));
+    ReplaceWholeFile(target, std::vector<uint8_t>(svg.begin(), svg.end()));
     out << path << " -> " << target << "\n";
   });
 }

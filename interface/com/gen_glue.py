@@ -162,8 +162,8 @@ class Writer:
         lines.extend(after)
         return lines
 
-    def members(self, cls: sf.Class) -> list[tuple[str, list[str]]]:
-        """(declaration, body lines) for every vtable method of cls."""
+    def members(self, cls: sf.Class) -> list[tuple[str, str, list[str]]]:
+        """(declaration, procedure name for errors, body lines) for every vtable method."""
         out = []
         for m in cls.published():
             if m.kind == "event":
@@ -172,7 +172,7 @@ class Writer:
             if m.kind in ("get", "prop"):
                 decl = f"get_{m.name}({', '.join(params + [f'{self.vtable_type(m.type)}* pValue'])})"
                 body = ["CheckOut(pValue);"] + self.call_body(f"Self().{m.cpp_name}", m.params, [], "pValue", m.type)
-                out.append((decl, body))
+                out.append((decl, f"Get {m.name}()", body))
             if m.kind in ("prop", "put"):
                 is_object = m.type.name in self.s.classes
                 value_name = "oValue" if is_object else "value"
@@ -180,13 +180,13 @@ class Writer:
                 decl = f"{verb}_{m.name}({', '.join(params + [f'{self.vtable_type(m.type)} {value_name}'])})"
                 value = sf.Param(value_name, m.type)
                 body = self.call_body(f"Self().Set{m.cpp_name}", m.params, [self.arg(value)], None, None)
-                out.append((decl, body))
+                out.append((decl, f"{'Set' if is_object else 'Let'} {m.name}()", body))
             if m.kind == "method":
                 ret = [f"{self.vtable_type(m.type)}* pResult"] if m.type else []
                 decl = f"{m.name}({', '.join(params + ret)})"
                 body = (["CheckOut(pResult);"] if m.type else []) + self.call_body(
                     f"Self().{m.cpp_name}", m.params, [], "pResult" if m.type else None, m.type)
-                out.append((decl, body))
+                out.append((decl, f"{m.name}()", body))
         if "collection" in cls.flags:
             item = next(m for m in cls.members if m.is_default)
             body = [
@@ -201,7 +201,7 @@ class Writer:
                 "}",
                 "*ppEnum = new VariantEnumerator(std::move(items));",
             ]
-            out.append(("get__NewEnum(IUnknown** ppEnum)", body))
+            out.append(("get__NewEnum(IUnknown** ppEnum)", "Get _NewEnum()", body))
         return out
 
     # Events ------------------------------------------------------------------------------
@@ -300,7 +300,7 @@ class Writer:
             else:
                 out.append(f"  explicit {w}(std::shared_ptr<tarnvik::{cls.name}> object) : {base}(std::move(object)) {{}}")
             members = self.members(cls)
-            for decl, _ in members:
+            for decl, _, _ in members:
                 out.append(f"  HRESULT STDMETHODCALLTYPE {decl} override;")
             object_puts = [cm.dispids(cls)[m.name] for m in cls.published()
                            if m.kind in ("prop", "put") and m.type.name in s.classes]
@@ -323,10 +323,10 @@ class Writer:
                 out.append("  std::vector<std::function<void()>> disconnects_;")
             out.append("};")
             out.append("")
-            for decl, body in members:
+            for decl, procedure, body in members:
                 name, _, rest = decl.partition("(")
                 bodies.append(f"HRESULT STDMETHODCALLTYPE {w}::{name}({rest} {{")
-                bodies.append("  return Call([&] {")
+                bodies.append(f"  return Call(\"{cls.name}\", \"{procedure}\", [&] {{")
                 bodies.extend("    " + b for b in "\n".join(body).splitlines())
                 bodies.append("  });")
                 bodies.append("}")

@@ -24,18 +24,20 @@ constexpr HRESULT ErrorResult(int32_t number) {
 HRESULT ReportError(int32_t number, const std::string& source, const std::string& description);
 
 // Runs body; any failure is reported as above and never crosses into the client as a C++
-// exception.
+// exception. A failure of the conversion layer itself (an argument that does not convert)
+// has no source yet: it is reported from "module:procedure", the member the client called.
 template <class Body>
-HRESULT Call(Body&& body) noexcept {
+HRESULT Call(const char* module, const char* procedure, Body&& body) noexcept {
   try {
     body();
     return S_OK;
   } catch (const Error& e) {
-    return ReportError(e.Number(), e.Source(), e.Description());
+    if (!e.Source().empty()) return ReportError(e.Number(), e.Source(), e.Description());
+    return ReportError(e.Number(), std::string(module) + ":" + procedure, e.Description());
   } catch (const std::bad_alloc&) {
-    return ReportError(err::OutOfMemory, "Tarnvik", StandardDescription(err::OutOfMemory));
+    return ReportError(err::OutOfMemory, std::string(module) + ":" + procedure, StandardDescription(err::OutOfMemory));
   } catch (...) {
-    return ReportError(err::InvalidCall, "Tarnvik", StandardDescription(err::InvalidCall));
+    return ReportError(err::InvalidCall, std::string(module) + ":" + procedure, StandardDescription(err::InvalidCall));
   }
 }
 

@@ -78,7 +78,7 @@ class ClassFactory final : public IClassFactory {
     *ppv = nullptr;
     if (outer != nullptr) return CLASS_E_NOAGGREGATION;
     IUnknown* object = nullptr;
-    const HRESULT created = Call([&] { object = entry_.create(); });
+    const HRESULT created = Call("Tarnvik", "CreateObject()", [&] { object = entry_.create(); });
     if (FAILED(created)) return created;
     const HRESULT hr = object->QueryInterface(riid, ppv);
     object->Release();

@@ -1,0 +1,20 @@
+# Run after linking Tarnvik.dll: it must export the four server entries under their plain
+# names and import nothing but Windows' own DLLs (the C++ runtime is linked in).
+#   cmake -DOBJDUMP=... -DDLL=... -P CheckExports.cmake
+execute_process(COMMAND ${OBJDUMP} -p ${DLL} OUTPUT_VARIABLE dump RESULT_VARIABLE status)
+if(NOT status EQUAL 0)
+  message(FATAL_ERROR "${OBJDUMP} could not read ${DLL}")
+endif()
+foreach(entry DllGetClassObject DllCanUnloadNow DllRegisterServer DllUnregisterServer)
+  if(NOT dump MATCHES "\\] ${entry}\n")
+    message(FATAL_ERROR "${DLL} does not export ${entry}")
+  endif()
+endforeach()
+string(REGEX MATCHALL "DLL Name: [^\n]+" imports "${dump}")
+foreach(import ${imports})
+  string(REPLACE "DLL Name: " "" name "${import}")
+  string(TOUPPER "${name}" name)
+  if(NOT name MATCHES "^(ADVAPI32|KERNEL32|MSVCRT|OLE32|OLEAUT32|USER32)\\.DLL$")
+    message(FATAL_ERROR "${DLL} imports ${name}, which Windows does not have")
+  endif()
+endforeach()

@@ -10,13 +10,7 @@
 #include "tarnvik/foundation/modErrors.h"
 
 #if defined(_WIN32)
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "tarnvik/foundation/WindowsApi.h"
 #endif
 
 namespace tarnvik {

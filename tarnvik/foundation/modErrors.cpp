@@ -15,13 +15,7 @@
 #include "tarnvik/foundation/modMain.h"
 
 #if defined(_WIN32)
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "tarnvik/foundation/WindowsApi.h"
 #endif
 
 namespace tarnvik {

@@ -3,13 +3,7 @@
 // driver's input count with short sleeps.
 #if defined(_WIN32)
 
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
-#ifndef WIN32_LEAN_AND_MEAN
-#define WIN32_LEAN_AND_MEAN
-#endif
-#include <windows.h>
+#include "tarnvik/foundation/WindowsApi.h"
 
 #include <algorithm>
 #include <atomic>

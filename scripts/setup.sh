@@ -1,7 +1,16 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the project builds with, only those that are missing.
+#   ./scripts/setup.sh           the native build, its tests and tools
+#   ./scripts/setup.sh windows   the Windows builds: the mingw-w64 cross compilers and widl,
+#                                64-bit Wine for the tests and the COM server (never wine32:
+#                                it breaks 64-bit Wine on these machines), Wine's headers for
+#                                oaidl.idl/ocidl.idl, and socat. Recommends are left out.
 set -euo pipefail
-packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev python3)
+case "${1:-}" in
+  "") packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev python3) ;;
+  windows) packages=(mingw-w64 mingw-w64-tools wine64 wine libwine-dev socat) ;;
+  *) echo "usage: $0 [windows]" >&2; exit 2 ;;
+esac
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -14,19 +14,8 @@ sys.path.insert(0, str(Path(__file__).resolve().parent))
 import com_model as cm  # noqa: E402
 from com_model import sf  # noqa: E402
 
-VTABLE_SCALARS = {
-    "Integer": "short",
-    "Long": "LONG",
-    "Single": "float",
-    "Double": "double",
-    "Boolean": "VARIANT_BOOL",
-    "String": "BSTR",
-    "Date": "DATE",
-    "Variant": "VARIANT",
-    "Bytes": "VARIANT",
-    "Strings": "VARIANT",
-    "IndexKey": "VARIANT",
-}
+# The C++ types widl gives the IDL types in its header.
+VTABLE_SCALARS = {name: "LONG" if idl == "long" else idl for name, idl in cm.IDL_SCALARS.items()}
 
 
 class Writer:
@@ -353,14 +342,8 @@ class Writer:
 
 
 def main() -> None:
-    try:
-        s = sf.load(*sys.argv[3:])
-    except sf.SurfaceError as e:
-        sys.exit(f"surface: {e}")
-    text = Writer(s).generate(sys.argv[2])
-    out = Path(sys.argv[1])
-    if not out.exists() or out.read_text(encoding="utf-8") != text:
-        out.write_text(text, encoding="utf-8")
+    s = sf.load_or_exit(sys.argv[3:])
+    sf.write_if_changed(sys.argv[1], Writer(s).generate(sys.argv[2]))
 
 
 if __name__ == "__main__":

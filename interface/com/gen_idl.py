@@ -124,14 +124,8 @@ def generate(s: sf.Surface) -> str:
 
 
 def main() -> None:
-    try:
-        s = sf.load(*sys.argv[2:])
-    except sf.SurfaceError as e:
-        sys.exit(f"surface: {e}")
-    text = generate(s)
-    out = Path(sys.argv[1])
-    if not out.exists() or out.read_text(encoding="utf-8") != text:
-        out.write_text(text, encoding="utf-8")
+    s = sf.load_or_exit(sys.argv[2:])
+    sf.write_if_changed(sys.argv[1], generate(s))
 
 
 if __name__ == "__main__":

@@ -305,6 +305,22 @@ def load(*paths: str | Path) -> Surface:
     return surface
 
 
+def load_or_exit(paths: list[str]) -> Surface:
+    """For the generators' command lines: the surface, or exit with the error."""
+    try:
+        return load(*paths)
+    except SurfaceError as e:
+        sys.exit(f"surface: {e}")
+
+
+def write_if_changed(path: str | Path, text: str) -> None:
+    """Writes a generated file only when its text changes, so that an unchanged
+    description rebuilds nothing."""
+    path = Path(path)
+    if not path.exists() or path.read_text(encoding="utf-8") != text:
+        path.write_text(text, encoding="utf-8")
+
+
 if __name__ == "__main__":
     try:
         s = load(*sys.argv[1:])

@@ -40,6 +40,16 @@ SAFEARRAY* ArrayOf(const VARIANT& v, VARTYPE& element) {
   return array;
 }
 
+// A VARIANT of this type, its value set by set.
+template <class Set>
+VARIANT Made(VARTYPE type, Set&& set) {
+  VARIANT v;
+  VariantInit(&v);
+  V_VT(&v) = type;
+  set(v);
+  return v;
+}
+
 const VARIANT& Dereferenced(const VARIANT& v) {
   return V_VT(&v) == (VT_VARIANT | VT_BYREF) && V_VARIANTREF(&v) ? *V_VARIANTREF(&v) : v;
 }
@@ -192,51 +202,28 @@ Variant ToVariant(const VARIANT& v) {
 }
 
 VARIANT FromBool(bool value) {
-  VARIANT v;
-  VariantInit(&v);
-  V_VT(&v) = VT_BOOL;
-  V_BOOL(&v) = VariantBool(value);
-  return v;
+  return Made(VT_BOOL, [&](VARIANT& v) { V_BOOL(&v) = VariantBool(value); });
 }
 
 VARIANT FromInt16(int16_t value) {
-  VARIANT v;
-  VariantInit(&v);
-  V_VT(&v) = VT_I2;
-  V_I2(&v) = value;
-  return v;
+  return Made(VT_I2, [&](VARIANT& v) { V_I2(&v) = value; });
 }
 
 VARIANT FromInt32(int32_t value) {
-  VARIANT v;
-  VariantInit(&v);
-  V_VT(&v) = VT_I4;
-  V_I4(&v) = value;
-  return v;
+  return Made(VT_I4, [&](VARIANT& v) { V_I4(&v) = value; });
 }
 
 VARIANT FromFloat(float value) {
-  VARIANT v;
-  VariantInit(&v);
-  V_VT(&v) = VT_R4;
-  V_R4(&v) = value;
-  return v;
+  return Made(VT_R4, [&](VARIANT& v) { V_R4(&v) = value; });
 }
 
 VARIANT FromDouble(double value) {
-  VARIANT v;
-  VariantInit(&v);
-  V_VT(&v) = VT_R8;
-  V_R8(&v) = value;
-  return v;
+  return Made(VT_R8, [&](VARIANT& v) { V_R8(&v) = value; });
 }
 
 VARIANT FromString(const std::string& value) {
-  VARIANT v;
-  VariantInit(&v);
-  V_BSTR(&v) = ToBstr(value);
-  V_VT(&v) = VT_BSTR;
-  return v;
+  BSTR text = ToBstr(value);  // may raise: before the VARIANT owns anything
+  return Made(VT_BSTR, [&](VARIANT& v) { V_BSTR(&v) = text; });
 }
 
 VARIANT FromBytes(const ByteArray& value) {

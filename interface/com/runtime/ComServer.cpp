@@ -9,6 +9,7 @@
 
 #include "ComCall.h"
 #include "ComClasses.h"
+#include "tarnvik/foundation/HostServices.h"
 
 namespace tarnvik::com {
 
@@ -50,6 +51,24 @@ bool SetValue(const std::wstring& key, const wchar_t* name, const std::wstring& 
 void DeleteTree(const std::wstring& key) { RegDeleteTreeW(HKEY_CLASSES_ROOT, key.c_str()); }
 
 std::wstring ProgId(const CoClassEntry& entry) { return std::wstring(kLibraryName) + L"." + entry.name; }
+
+// A transfer from the instrument yields to the host on every empty poll of the line. A
+// COM client's own handlers (a form's Cancel button, a timer) run from its thread's
+// message queue, so the yield dispatches that queue, as DoEvents does, before the
+// library's usual short wait: without it a client on one thread could not cancel a running
+// transfer.
+void PumpMessages() {
+  MSG message;
+  while (PeekMessageW(&message, nullptr, 0, 0, PM_REMOVE)) {
+    if (message.message == WM_QUIT) {
+      PostQuitMessage(static_cast<int>(message.wParam));  // left for the client's own loop
+      break;
+    }
+    TranslateMessage(&message);
+    DispatchMessageW(&message);
+  }
+  DefaultYield();
+}
 
 class ClassFactory final : public IClassFactory {
  public:
@@ -147,6 +166,8 @@ BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID) {
 HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID riid, void** ppv) {
   if (ppv == nullptr) return E_POINTER;
   *ppv = nullptr;
+  static std::once_flag pump;
+  std::call_once(pump, [] { tarnvik::SetYieldHandler(PumpMessages); });
   for (std::size_t i = 0; i < kCoClassCount; ++i) {
     const CoClassEntry& entry = kCoClasses[i];
     if (!entry.creatable || !IsEqualCLSID(*entry.clsid, clsid)) continue;

@@ -120,7 +120,7 @@ output=$(wine cscript //nologo "$(windows "$here/suite.vbs")" "$(windows "$sampl
 expect_all_passed "suite.vbs" 50 "$output"
 echo "  ($(elapsed))"
 
-"$simulator" "$sample" --synthetic 2 --samples 500 >"$work/simulator.out" 2>"$work/simulator.err" &
+"$simulator" "$sample" --synthetic 2 --samples 500 --reply-delay 2 >"$work/simulator.out" 2>"$work/simulator.err" &
 simulator_pid=$!
 for _ in $(seq 100); do
   [[ -s $work/simulator.out ]] && break

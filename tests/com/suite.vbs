@@ -134,10 +134,19 @@ Check "For Each over traces", count = 2
 traces.Remove "first"
 Check "removed by key", traces.Count = 1 And traces(1) Is again
 
-' Byte arrays keep their lower bound; CRC over a byte array.
-Dim block
-Set block = files.SORFiles(1).FixedParamsBlock
-Check "block object", Not (block Is Nothing)
+' Byte arrays: a script's array of numbers converts, and comes back as bytes.
+Dim crc, raw, buffer
+Set crc = CreateObject("Tarnvik.CCRC")
+Check "CRC over a script array", crc.CRCUpdate(Array(49, 50, 51)) = 23502
+Check "CRC value kept", crc.Value = 23502
+Set raw = CreateObject("Tarnvik.CBlock")
+raw.SetRawData Array(49, 50, 51)
+raw.GetRawData buffer
+Check "bytes back: " & VarType(buffer), VarType(buffer) = vbArray + vbByte
+' (Wine's VBScript stops the script on LBound or UBound of a byte array: the bounds are
+' checked by the compiled client.)
+Set crc = CreateObject("Tarnvik.CCRC")
+Check "bytes back unchanged", crc.CRCUpdate(buffer) = 23502
 
 ' Errors as the library raises them: Err shows the library's number, source and text.
 On Error Resume Next

@@ -47,6 +47,10 @@ struct EngineSettings {
   // Data bytes per "D" block: even, 2 to 504 (the length byte counts words + 3 and stays
   // within 255).
   int32_t blockBytes = 256;
+  // The instrument's time to answer: the server holds each reply this long before it goes
+  // out (0: at once). A real instrument is never instant, and a client that cancels from
+  // its wait needs the line to be empty now and then.
+  int32_t replyDelayMs = 0;
   Faults faults;
 };
 

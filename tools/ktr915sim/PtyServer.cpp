@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <chrono>
 #include <cstring>
+#include <thread>
 
 #include "tarnvik/foundation/modErrors.h"
 
@@ -126,6 +128,9 @@ void PtyServer::ServeLoop() {
       if (got > 0) {
         std::lock_guard lock(mutex_);
         const std::vector<uint8_t> reply = engine_.Feed(buffer, static_cast<std::size_t>(got));
+        if (!reply.empty() && engine_.Settings().replyDelayMs > 0) {
+          std::this_thread::sleep_for(std::chrono::milliseconds(engine_.Settings().replyDelayMs));
+        }
         pending.insert(pending.end(), reply.begin(), reply.end());
       } else if (got < 0 && errno != EAGAIN && errno != EINTR) {
         return fail("read");

@@ -53,6 +53,8 @@ int main(int argc, char** argv) {
   // of 20 dB is 20000 there), so by default such values are stored at the record's limit.
   app.add_flag("--strict", strict, "Refuse a file with a value the instrument's record cannot hold, instead of "
                                    "storing it at its nearest limit");
+  app.add_option("--reply-delay", settings.replyDelayMs, "Milliseconds the instrument takes to answer each frame")
+      ->check(CLI::Range(0, 10000));
   app.add_option("--block-bytes", settings.blockBytes, "Data bytes per block: even, 2 to 504")
       ->check(CLI::Range(2, 504));
   app.add_option("--noise", faults.noiseBytes, "Fault: K noise bytes before the first frame sent")

@@ -324,6 +324,34 @@ void SorFileEvents(const std::wstring& sample, const std::wstring& work) {
   Check("no OrvikBlock after Unadvise", sink.received.size() == 1);
 }
 
+// ---- Byte arrays: a SAFEARRAY of bytes keeps its lower bound both ways -----------------
+
+void ByteArrays() {
+  Ptr<_CBlock> block;
+  if (!Check("CBlock created", Create(L"Tarnvik.CBlock", IID__CBlock, block))) return;
+  SAFEARRAYBOUND bound{3, 5};  // elements 5..7
+  Var bytes;
+  V_VT(&bytes.v) = VT_ARRAY | VT_UI1;
+  V_ARRAY(&bytes.v) = SafeArrayCreate(VT_UI1, 1, &bound);
+  for (LONG i = 5; i <= 7; ++i) {
+    BYTE b = static_cast<BYTE>(44 + i);  // "123"
+    SafeArrayPutElement(V_ARRAY(&bytes.v), &i, &b);
+  }
+  Check("SetRawData", SUCCEEDED(block->SetRawData(bytes.v)));
+  Var back;
+  Check("GetRawData", SUCCEEDED(block->GetRawData(&back.v)));
+  LONG lower = 0, upper = 0;
+  BYTE last = 0;
+  const bool isBytes = V_VT(&back.v) == (VT_ARRAY | VT_UI1);
+  if (isBytes) {
+    SafeArrayGetLBound(V_ARRAY(&back.v), 1, &lower);
+    SafeArrayGetUBound(V_ARRAY(&back.v), 1, &upper);
+    SafeArrayGetElement(V_ARRAY(&back.v), &upper, &last);
+  }
+  Check("bytes come back as bytes", isBytes);
+  Check("bytes keep their bounds 5..7", lower == 5 && upper == 7 && last == '3');
+}
+
 // ---- Event pipe: a by-reference value answered by the sink ----------------------------
 
 void EventPipe() {
@@ -460,6 +488,7 @@ int main(int argc, char** argv) {
   SorFileEvents(Wide(argv[1]), Wide(argv[2]));
   EventPipe();
   Download(static_cast<short>(std::atoi(argv[3])));
+  ByteArrays();
   CoUninitialize();
   std::printf("%d passed, %d failed\n", passed, failed);
   return failed == 0 ? 0 : 1;

@@ -32,6 +32,14 @@ void Change(const VARIANT& v, VARTYPE type, Scoped& out) {
   if (FAILED(hr)) RaiseFor(hr);
 }
 
+// v changed to type and read by read, while the changed copy lives.
+template <class Read>
+auto Changed(const VARIANT& v, VARTYPE type, Read&& read) {
+  Scoped out;
+  Change(v, type, out);
+  return read(out.v);
+}
+
 // The array a VARIANT holds (directly or by reference), or nullptr.
 SAFEARRAY* ArrayOf(const VARIANT& v, VARTYPE& element) {
   if (!(V_VT(&v) & VT_ARRAY)) return nullptr;
@@ -111,39 +119,27 @@ BSTR ToBstr(const std::string& text) {
 }
 
 bool ToBool(const VARIANT& v) {
-  Scoped out;
-  Change(v, VT_BOOL, out);
-  return V_BOOL(&out.v) != VARIANT_FALSE;
+  return Changed(v, VT_BOOL, [](const VARIANT& c) { return V_BOOL(&c) != VARIANT_FALSE; });
 }
 
 int16_t ToInt16(const VARIANT& v) {
-  Scoped out;
-  Change(v, VT_I2, out);
-  return V_I2(&out.v);
+  return Changed(v, VT_I2, [](const VARIANT& c) { return V_I2(&c); });
 }
 
 int32_t ToInt32(const VARIANT& v) {
-  Scoped out;
-  Change(v, VT_I4, out);
-  return V_I4(&out.v);
+  return Changed(v, VT_I4, [](const VARIANT& c) { return V_I4(&c); });
 }
 
 float ToFloat(const VARIANT& v) {
-  Scoped out;
-  Change(v, VT_R4, out);
-  return V_R4(&out.v);
+  return Changed(v, VT_R4, [](const VARIANT& c) { return V_R4(&c); });
 }
 
 double ToDouble(const VARIANT& v) {
-  Scoped out;
-  Change(v, VT_R8, out);
-  return V_R8(&out.v);
+  return Changed(v, VT_R8, [](const VARIANT& c) { return V_R8(&c); });
 }
 
 std::string ToString(const VARIANT& v) {
-  Scoped out;
-  Change(v, VT_BSTR, out);
-  return FromBstr(V_BSTR(&out.v));
+  return Changed(v, VT_BSTR, [](const VARIANT& c) { return FromBstr(V_BSTR(&c)); });
 }
 
 bool IsMissing(const VARIANT& v) {

@@ -16,23 +16,6 @@ VariantEnumerator::VariantEnumerator(std::vector<VARIANT> items) : items_(std::m
 VariantEnumerator::VariantEnumerator(std::shared_ptr<Items> items, ULONG position)
     : items_(std::move(items)), position_(position) {}
 
-HRESULT VariantEnumerator::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IEnumVARIANT) {
-    *ppv = static_cast<IEnumVARIANT*>(this);
-    AddRef();
-    return S_OK;
-  }
-  *ppv = nullptr;
-  return E_NOINTERFACE;
-}
-
-ULONG VariantEnumerator::Release() {
-  const ULONG left = --references_;
-  if (left == 0) delete this;
-  return left;
-}
-
 HRESULT VariantEnumerator::Next(ULONG count, VARIANT* items, ULONG* fetched) {
   if (items == nullptr) return E_POINTER;
   ULONG given = 0;

@@ -8,18 +8,17 @@
 #include <memory>
 #include <vector>
 
+#include "ComUnknown.h"
+
 namespace tarnvik::com {
 
-class VariantEnumerator final : public IEnumVARIANT {
+class VariantEnumerator final : public Unknown<IEnumVARIANT> {
  public:
   // Takes ownership of the items (each VariantClear'd when the last enumerator goes).
   explicit VariantEnumerator(std::vector<VARIANT> items);
   VariantEnumerator(const VariantEnumerator&) = delete;
   VariantEnumerator& operator=(const VariantEnumerator&) = delete;
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override;
   HRESULT STDMETHODCALLTYPE Next(ULONG count, VARIANT* items, ULONG* fetched) override;
   HRESULT STDMETHODCALLTYPE Skip(ULONG count) override;
   HRESULT STDMETHODCALLTYPE Reset() override;
@@ -28,11 +27,10 @@ class VariantEnumerator final : public IEnumVARIANT {
  private:
   struct Items;
   VariantEnumerator(std::shared_ptr<Items> items, ULONG position);
-  virtual ~VariantEnumerator() = default;
+  ~VariantEnumerator() override = default;
 
   std::shared_ptr<Items> items_;
   ULONG position_ = 0;
-  ULONG references_ = 1;
 };
 
 }  // namespace tarnvik::com

@@ -76,23 +76,6 @@ HRESULT ConnectionPoint::EnumConnections(IEnumConnections** connections) {
   return E_NOTIMPL;
 }
 
-HRESULT SingleConnectionPoints::QueryInterface(REFIID riid, void** ppv) {
-  if (ppv == nullptr) return E_POINTER;
-  if (riid == IID_IUnknown || riid == IID_IEnumConnectionPoints) {
-    *ppv = static_cast<IEnumConnectionPoints*>(this);
-    AddRef();
-    return S_OK;
-  }
-  *ppv = nullptr;
-  return E_NOINTERFACE;
-}
-
-ULONG SingleConnectionPoints::Release() {
-  const ULONG left = --references_;
-  if (left == 0) delete this;
-  return left;
-}
-
 HRESULT SingleConnectionPoints::Next(ULONG count, IConnectionPoint** points, ULONG* fetched) {
   if (points == nullptr) return E_POINTER;
   ULONG given = 0;

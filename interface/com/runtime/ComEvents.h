@@ -10,6 +10,8 @@
 
 #include <vector>
 
+#include "ComUnknown.h"
+
 namespace tarnvik::com {
 
 class ConnectionPoint final : public IConnectionPoint {
@@ -49,16 +51,13 @@ class ConnectionPoint final : public IConnectionPoint {
 };
 
 // IConnectionPointContainer over the single point of an object.
-class SingleConnectionPoints final : public IEnumConnectionPoints {
+class SingleConnectionPoints final : public Unknown<IEnumConnectionPoints> {
  public:
   explicit SingleConnectionPoints(ConnectionPoint* point) : point_(point) { point_->AddRef(); }
-  virtual ~SingleConnectionPoints() { point_->Release(); }
+  ~SingleConnectionPoints() override { point_->Release(); }
   SingleConnectionPoints(const SingleConnectionPoints&) = delete;
   SingleConnectionPoints& operator=(const SingleConnectionPoints&) = delete;
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override;
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override;
   HRESULT STDMETHODCALLTYPE Next(ULONG count, IConnectionPoint** points, ULONG* fetched) override;
   HRESULT STDMETHODCALLTYPE Skip(ULONG count) override;
   HRESULT STDMETHODCALLTYPE Reset() override;
@@ -67,7 +66,6 @@ class SingleConnectionPoints final : public IEnumConnectionPoints {
  private:
   ConnectionPoint* point_;
   ULONG position_ = 0;
-  ULONG references_ = 1;
 };
 
 }  // namespace tarnvik::com

@@ -9,6 +9,7 @@
 
 #include "ComCall.h"
 #include "ComClasses.h"
+#include "ComUnknown.h"
 #include "tarnvik/foundation/HostServices.h"
 
 namespace tarnvik::com {
@@ -70,28 +71,12 @@ void PumpMessages() {
   DefaultYield();
 }
 
-class ClassFactory final : public IClassFactory {
+class ClassFactory final : public Unknown<IClassFactory> {
  public:
   explicit ClassFactory(const CoClassEntry& entry) : entry_(entry) { ObjectCreated(); }
   ClassFactory(const ClassFactory&) = delete;
   ClassFactory& operator=(const ClassFactory&) = delete;
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** ppv) override {
-    if (ppv == nullptr) return E_POINTER;
-    if (riid == IID_IUnknown || riid == IID_IClassFactory) {
-      *ppv = static_cast<IClassFactory*>(this);
-      AddRef();
-      return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-  }
-  ULONG STDMETHODCALLTYPE AddRef() override { return ++references_; }
-  ULONG STDMETHODCALLTYPE Release() override {
-    const ULONG left = --references_;
-    if (left == 0) delete this;
-    return left;
-  }
   HRESULT STDMETHODCALLTYPE CreateInstance(IUnknown* outer, REFIID riid, void** ppv) override {
     if (ppv == nullptr) return E_POINTER;
     *ppv = nullptr;
@@ -109,9 +94,8 @@ class ClassFactory final : public IClassFactory {
   }
 
  private:
-  ~ClassFactory() { ObjectDestroyed(); }
+  ~ClassFactory() override { ObjectDestroyed(); }
   const CoClassEntry& entry_;
-  std::atomic<ULONG> references_{1};
 };
 
 }  // namespace

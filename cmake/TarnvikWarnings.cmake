@@ -10,6 +10,13 @@ function(tarnvik_target_settings target)
       target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
       target_link_options(${target} PRIVATE -fsanitize=address,undefined)
     endif()
+    if(TARNVIK_FUZZ)
+      # Coverage for libFuzzer on every target; the fuzz programs add the fuzzer's main.
+      target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link,address,undefined
+                             -fno-sanitize-recover=undefined -fno-omit-frame-pointer)
+      target_compile_definitions(${target} PRIVATE TARNVIK_FUZZING)
+      target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+    endif()
   elseif(MSVC)
     target_compile_options(${target} PRIVATE /W4 /utf-8)
     if(TARNVIK_WARNINGS_AS_ERRORS)

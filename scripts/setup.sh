@@ -5,11 +5,13 @@
 #                                64-bit Wine for the tests and the COM server (never wine32:
 #                                it breaks 64-bit Wine on these machines), Wine's headers for
 #                                oaidl.idl/ocidl.idl, and socat. Recommends are left out.
+#   ./scripts/setup.sh fuzz      clang and libFuzzer, for scripts/fuzz.sh
 set -euo pipefail
 case "${1:-}" in
   "") packages=(cmake ninja-build g++ libgtest-dev libgmock-dev libbenchmark-dev nlohmann-json3-dev libcli11-dev python3) ;;
   windows) packages=(mingw-w64 mingw-w64-tools wine64 wine libwine-dev socat) ;;
-  *) echo "usage: $0 [windows]" >&2; exit 2 ;;
+  fuzz) packages=(cmake ninja-build clang libfuzzer-14-dev libclang-rt-14-dev libcli11-dev nlohmann-json3-dev) ;;
+  *) echo "usage: $0 [windows|fuzz]" >&2; exit 2 ;;
 esac
 missing=()
 for p in "${packages[@]}"; do

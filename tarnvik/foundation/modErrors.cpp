@@ -1,6 +1,7 @@
 #include "tarnvik/foundation/modErrors.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <fstream>
@@ -197,6 +198,11 @@ void ReportCurrentException(const char* module, const char* procedure, OnFailure
   } catch (const std::system_error& e) {
     number = FileErrorNumber(e.code());
   } catch (...) {
+#if defined(TARNVIK_FUZZING)
+    // Under the fuzzer a foreign exception is a fault of the library's own (an index
+    // check that failed, a length error): abort so that the input is kept.
+    std::abort();
+#endif
     number = err::InvalidCall;
   }
   if (description.empty()) description = StandardDescription(number);

@@ -19,6 +19,21 @@ namespace {
 // Open attempts per PortOpen = True while the device is busy: the first and 100 retries.
 constexpr int kOpenRetries = 100;
 
+std::mutex openerMutex;
+detail::SerialDeviceOpener& Opener() {
+  static detail::SerialDeviceOpener opener;
+  return opener;
+}
+
+detail::SerialOpenResult OpenDevice(const std::string& path, int32_t inBufferSize) {
+  detail::SerialDeviceOpener opener;
+  {
+    const std::lock_guard<std::mutex> lock(openerMutex);
+    opener = Opener();
+  }
+  return opener ? opener(path, inBufferSize) : detail::OpenSerialDevice(path, inBufferSize);
+}
+
 // The three port errors, with the texts every procedure shares.
 [[noreturn]] void RaisePortError(int32_t number, int16_t port) {
   const std::string name = "Port Com" + std::to_string(port);
@@ -143,7 +158,7 @@ void CSerialPort::SetPortOpen(bool value) {
     const std::string path = SerialPortDevice(s.commPort);
     detail::SerialOpenResult opened;
     for (int attempt = 0; attempt <= kOpenRetries; ++attempt) {
-      opened = detail::OpenSerialDevice(path, s.inBufferSize);
+      opened = OpenDevice(path, s.inBufferSize);
       if (opened.status != detail::SerialOpenStatus::Busy) break;
     }
     switch (opened.status) {
@@ -319,5 +334,14 @@ void CSerialPort::NoteWaiting(int32_t waiting) {
   s.commEvent = errSerReceive;
   GuardedSwallow(kModule, "moComm_OnComm()", OnFailure::ShowMessage, [&] { OnComm.Raise(); });
 }
+
+namespace detail {
+
+void SetSerialDeviceOpener(SerialDeviceOpener opener) {
+  const std::lock_guard<std::mutex> lock(openerMutex);
+  Opener() = std::move(opener);
+}
+
+}  // namespace detail
 
 }  // namespace tarnvik

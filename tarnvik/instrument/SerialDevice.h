@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -54,6 +55,11 @@ struct SerialOpenResult {
 // Busy when this process or another holds the device; NoDevice when it is missing or not a
 // serial device; any other failure raises.
 SerialOpenResult OpenSerialDevice(const std::string& path, int32_t inBufferSize);
+
+// Replaces how CSerialPort opens a device: the fuzz targets and tests serve a port from
+// memory through it. An empty function restores OpenSerialDevice.
+using SerialDeviceOpener = std::function<SerialOpenResult(const std::string& path, int32_t inBufferSize)>;
+void SetSerialDeviceOpener(SerialDeviceOpener opener);
 
 // Raises 5 when the backend cannot set this line (a baud rate it does not know, 4 data
 // bits or 1.5 stop bits where the platform has none).

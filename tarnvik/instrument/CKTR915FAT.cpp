@@ -70,7 +70,10 @@ void CKTR915FAT::LoadFromArray(ByteArray& baData, int32_t nGuard) {
       formatted = false;
       return;
     }
-    SetFileCount(ToInt32(ByteArrayToNumLSB(baData, 3, 2, false)));
+    const int32_t announced = ToInt32(ByteArrayToNumLSB(baData, 3, 2, false));
+    // Too few bytes for the announced pointers fail (9) before the lists are sized.
+    if (announced > 0) (void)baData.Span(7, 2 * announced);
+    SetFileCount(announced);
     SetRefreshCount(ToInt32(ByteArrayToNumLSB(baData, 5, 2, false)));
     const int32_t count = FileCount();
     for (int32_t i = 1; i <= count; ++i) {

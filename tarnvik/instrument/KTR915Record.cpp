@@ -204,6 +204,9 @@ std::shared_ptr<CTrace> ConvertByteArrayToTrace(ByteArray& baData) {
 
   // Samples, word by word from the record's sample area. The run decoder takes what it
   // can; the single-field decoder then reads (or refuses with its own error) the next one.
+  // A record too short for the samples it announces fails here, as the loop below would,
+  // before room for them is set aside.
+  if (samples > 0) (void)baData.Span(r::kSamples + 1, 2 * samples);
   std::vector<int32_t> values(static_cast<std::size_t>(samples));
   int32_t done = 0;
   while (done < samples) {

@@ -30,23 +30,30 @@ int32_t& CDataPointsBlock::ScaleFactorRecord::Sample(int32_t i) {
 }
 
 const CDataPointsBlock::ScaleFactorRecord& CDataPointsBlock::Record(int32_t nScaleIndex) const {
-  if (nScaleIndex < 1 || static_cast<std::size_t>(nScaleIndex) > records_.size()) Raise(err::SubscriptOutOfRange);
-  return records_[static_cast<std::size_t>(nScaleIndex) - 1];
+  static const ScaleFactorRecord untouched;
+  if (nScaleIndex < 1 || nScaleIndex > recordCount_) Raise(err::SubscriptOutOfRange);
+  const auto i = static_cast<std::size_t>(nScaleIndex) - 1;
+  return i < records_.size() ? records_[i] : untouched;
 }
 
 CDataPointsBlock::ScaleFactorRecord& CDataPointsBlock::Record(int32_t nScaleIndex) {
-  return const_cast<ScaleFactorRecord&>(static_cast<const CDataPointsBlock*>(this)->Record(nScaleIndex));
+  (void)std::as_const(*this).Record(nScaleIndex);
+  if (static_cast<std::size_t>(nScaleIndex) > records_.size()) records_.resize(static_cast<std::size_t>(nScaleIndex));
+  return records_[static_cast<std::size_t>(nScaleIndex) - 1];
 }
 
 int16_t CDataPointsBlock::NumberScaleFactorsUsed() const {
   // Records are only ever created from a 16-bit count, so this always fits.
-  return CheckInt16(static_cast<int64_t>(records_.size()));
+  return CheckInt16(recordCount_);
 }
 
 void CDataPointsBlock::SetNumberScaleFactorsUsed(int16_t value) {
   Guarded(kModule, "Let NumberScaleFactorsUsed()", [&] {
     if (value < 0) Raise(err::SubscriptOutOfRange);
-    if (value > 0) records_.assign(static_cast<std::size_t>(value), ScaleFactorRecord{});
+    if (value > 0) {
+      records_.clear();
+      recordCount_ = value;
+    }
   });
 }
 
@@ -131,6 +138,7 @@ int32_t Largest(const std::vector<int32_t>& samples) {
 
 int32_t CDataPointsBlock::Parse(ByteArray& body) {
   records_.clear();
+  recordCount_ = 0;
   int32_t maximum = 0;
   const int32_t size = body.Count();
   ParseBody(kBlockName, body, size, 1, [&](BlockReader& r) {
@@ -151,10 +159,8 @@ int32_t CDataPointsBlock::Parse(ByteArray& body) {
 }
 
 ByteArray CDataPointsBlock::Build() const {
-  int64_t size = kHeaderSize;
-  for (const ScaleFactorRecord& record : records_) {
-    size += kRecordHeaderSize + 2 * static_cast<int64_t>(record.count);
-  }
+  int64_t size = kHeaderSize + static_cast<int64_t>(kRecordHeaderSize) * recordCount_;
+  for (const ScaleFactorRecord& record : records_) size += 2 * static_cast<int64_t>(record.count);
   // Positions in a body are 16-bit: a larger body could never be written completely, so
   // fail with the codec's overflow before setting aside room for it.
   const int16_t bodySize = CheckInt16(size);
@@ -162,7 +168,8 @@ ByteArray CDataPointsBlock::Build() const {
   return BuildBody(kBlockName, bodySize, [&](BlockWriter& w) {
     w.Signed(total, 4);
     w.Signed(NumberScaleFactorsUsed(), 2);
-    for (const ScaleFactorRecord& record : records_) {
+    for (int32_t i = 1; i <= recordCount_; ++i) {
+      const ScaleFactorRecord& record = Record(i);
       w.Signed(record.count, 4);
       w.Signed(record.scaleFactor, 2);
       // Samples past the last one stored read as 0.

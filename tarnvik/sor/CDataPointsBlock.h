@@ -65,10 +65,13 @@ class CDataPointsBlock {
     int32_t& Sample(int32_t i);
   };
 
-  // The record at a 1-based index; raises 9 outside the records.
+  // The record at a 1-based index; raises 9 outside the records. Records are held only
+  // up to the last one written: a count of 32767 taken from a short file costs nothing
+  // until its records are read, and the others read as new.
   const ScaleFactorRecord& Record(int32_t nScaleIndex) const;
   ScaleFactorRecord& Record(int32_t nScaleIndex);
 
+  int32_t recordCount_ = 0;
   std::vector<ScaleFactorRecord> records_;
 };
 

@@ -11,6 +11,11 @@
 
 #if defined(_WIN32)
 #include "tarnvik/foundation/WindowsApi.h"
+#else
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #endif
 
 namespace tarnvik {
@@ -32,6 +37,16 @@ bool MoveOver(const fs::path& temp, const fs::path& target) {
   return MoveFileExW(temp.c_str(), target.c_str(), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) != 0;
 }
 
+void WriteComplete(const fs::path& temp, const std::vector<uint8_t>& bytes) {
+  std::ofstream out(temp, std::ios::binary | std::ios::trunc);
+  if (!out) Raise(err::PathFileAccess);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  out.flush();
+  if (!out) Raise(err::PathFileAccess);
+  out.close();
+  if (out.fail()) Raise(err::PathFileAccess);
+}
+
 }  // namespace
 
 #else
@@ -40,6 +55,41 @@ fs::path PathFromUtf8(const std::string& name) { return fs::u8path(name); }
 
 namespace {
 
+// Writes every byte to a new file and waits until they are on the disk: the rename that
+// follows must never put a name on a file whose data a crash could still lose (file
+// systems that allocate late would leave it empty or short).
+void WriteComplete(const fs::path& temp, const std::vector<uint8_t>& bytes) {
+  const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) Raise(err::PathFileAccess);
+  bool ok = true;
+  std::size_t done = 0;
+  while (ok && done < bytes.size()) {
+    const ssize_t put = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (put > 0) {
+      done += static_cast<std::size_t>(put);
+    } else if (put < 0 && errno == EINTR) {
+      continue;
+    } else {
+      ok = false;  // no space (ENOSPC), over the file size limit (EFBIG), an I/O error
+    }
+  }
+  ok = ok && ::fsync(fd) == 0;
+  ok = ::close(fd) == 0 && ok;
+  if (!ok) Raise(err::PathFileAccess);
+}
+
+// Makes the rename itself last: until the folder is on the disk, a crash may bring back
+// the old name. Best-effort: the old file is then still whole, and a folder that cannot
+// be opened for reading, or a file system that does not sync folders, is no reason to
+// report a save that took place as failed.
+void SyncFolder(const fs::path& target) {
+  const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
+  const int fd = ::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (fd < 0) return;
+  ::fsync(fd);
+  ::close(fd);
+}
+
 // Replaces target with the complete file at temp, which first takes the target's
 // permissions.
 bool MoveOver(const fs::path& temp, const fs::path& target) {
@@ -47,7 +97,9 @@ bool MoveOver(const fs::path& temp, const fs::path& target) {
   const fs::file_status old = fs::status(target, code);
   if (fs::is_regular_file(old)) fs::permissions(temp, old.permissions(), code);
   fs::rename(temp, target, code);
-  return !code;
+  if (code) return false;
+  SyncFolder(target);
+  return true;
 }
 
 }  // namespace
@@ -106,15 +158,7 @@ void ReplaceWholeFile(const std::string& name, const std::vector<uint8_t>& bytes
   std::error_code code;
   const fs::path temp = TemporaryBeside(target);
   try {
-    {
-      std::ofstream out(temp, std::ios::binary | std::ios::trunc);
-      if (!out) Raise(err::PathFileAccess);
-      out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-      out.flush();
-      if (!out) Raise(err::PathFileAccess);
-      out.close();
-      if (out.fail()) Raise(err::PathFileAccess);
-    }
+    WriteComplete(temp, bytes);
     if (!MoveOver(temp, target)) Raise(err::PathFileAccess);
   } catch (...) {
     fs::remove(temp, code);

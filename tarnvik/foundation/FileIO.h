@@ -18,8 +18,11 @@ std::filesystem::path PathFromUtf8(const std::string& name);
 std::vector<uint8_t> ReadWholeFile(const std::string& path);
 
 // Writes the bytes to a new file beside the target, then renames it over the target, so
-// that a failure (no space, no permission, missing folder: 76) leaves any existing file
-// untouched and no partial file behind.
+// that a failure (no space, no permission: 75; missing folder: 76) leaves any existing file
+// untouched and no partial file behind. On POSIX systems the new file is on the disk before
+// the rename and the folder is synced after it, so that a crash or a power loss at any
+// moment leaves the old file or the new one, whole. A process killed mid-save may leave its
+// temporary file (the target's name followed by ".~tarnvik-") beside the target.
 // (Not called ReplaceFile: <windows.h> defines that name as a macro.)
 void ReplaceWholeFile(const std::string& path, const std::vector<uint8_t>& bytes);
 

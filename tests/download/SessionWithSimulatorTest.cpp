@@ -1,8 +1,11 @@
 // The whole download session over a pseudo-terminal against the simulated instrument:
-// listing, transfers with every field the record holds, the instrument's faults,
-// cancellation mid-transfer, and the tool's download command. The session's byte-exact
+// listing, transfers with every field the record holds, the instrument's faults (a
+// hang-up mid-transfer among them) and the client's cancel, and the tool's download
+// command. The session's byte-exact
 // exchanges, deadlines and lasting cancellation are checked against a scripted instrument
 // in the instrument tests.
+#include <chrono>
+#include <ctime>
 #include <filesystem>
 #include <iomanip>
 #include <memory>
@@ -84,6 +87,9 @@ class SessionWithSimulator : public TempDirTest {
   std::unique_ptr<sim::PtyServer> server_;
 };
 
+// CPU time of the process: the session waiting, the simulator's thread mostly asleep.
+double CpuSeconds() { return static_cast<double>(std::clock()) / CLOCKS_PER_SEC; }
+
 // Every property the record and the file name carry, exactly.
 std::string RecordFields(const CTrace& t) {
   std::ostringstream o;
@@ -114,60 +120,120 @@ TEST_F(SessionWithSimulator, ListsAndDownloadsEveryField) {
   }
 }
 
-// Each fault of the instrument ends the operation with its own error.
-TEST_F(SessionWithSimulator, InstrumentFaults) {
+// Each fault of the instrument, and the client's cancel, ends the operation with its own
+// error within its stages' time-outs and without spinning; the port then closes, opens
+// again, and the session lists the next instrument's files. A failed GetFiles returns
+// nothing, also when some traces had arrived (the sanitizer build checks nothing leaks).
+TEST_F(SessionWithSimulator, FaultMatrix) {
+  constexpr float kStage = 1.0f;  // a silent line waits this long; the other faults never
+  using Clock = std::chrono::steady_clock;
+  const std::vector<std::shared_ptr<CTrace>> traces = {RecordableTrace("CABLE7", 12, FT_SingleMode, 1550, 2000, 0),
+                                                       RecordableTrace("RING2", 3, FT_MultiMode, 1300, 2000, 5)};
+  const std::vector<std::string> names = {"CABLE7_12_S15", "RING2_3_M13"};
+  // The listing of two files takes 9 frames (table and names: reply, one block, end); a
+  // trace its reply, its blocks and the end.
+  sim::InstrumentFiles probe;
+  probe.AddTrace(*traces[0]);
+  const auto traceFrames = static_cast<int32_t>(2 + (probe.Files()[0].record.size() + 255) / 256);
   struct Case {
     const char* what;
     sim::Faults faults;
     bool duringTransfer;  // the fault hits GetFiles, after a clean listing
-    int32_t number;
+    int32_t number;       // 0: both traces arrive
     std::string source, description;
+    int32_t stagesTimedOut = 0;
+    int32_t cancelAfterAcks = 0;  // the client cancels once the transfer has these
   };
+  const std::string hungUp = "Serial device: counting the input failed: Input/output error";
   const Case cases[] = {
-      {"noise before every frame", {.noiseBytes = 40, .noiseBeforeEveryFrame = true}, false, 0, "", ""},
+      {"noise before the first frame", {.noiseBytes = 40}, true, 0, "", ""},
+      {"noise before every frame", {.noiseBytes = 40, .noiseBeforeEveryFrame = true}, true, 0, "", ""},
       {"bad checksum", {.badChecksumFrame = 1}, false, 11001, "CKTR915:ReceivePacket()",
        "Checksum error - Rcvd: 130 Calculated: 125"},
       {"wrong version", {.wrongVersion = true}, false, 11003, "CKTR915:SendFlashReadCommand()",
        "File Downloader Versions don't match"},
-      {"silence", {.silentAfterFrames = 0}, false, 11000, "CKTR915:GetFilenames()", "Timeout while getting filenames"},
+      {"silence", {.silentAfterFrames = 0}, false, 11000, "CKTR915:GetFilenames()", "Timeout while getting filenames",
+       1},
       {"unformatted memory", {.unformatted = true}, false, 11004, "CKTR915FAT:LoadFromArray()",
        "KTR Memory is not formatted"},
-      // After the table and the name's blocks.
-      {"unexpected command", {.unexpectedCommandBlock = 5}, true, 11002, "CKTR915:GetFiles()", "Communication Error"},
+      // The third block of the first trace, after the table's and the names' blocks.
+      {"unexpected command", {.unexpectedCommandBlock = 6}, true, 11002, "CKTR915:GetFiles()",
+       "Communication Error"},
+      {"cancelled", {}, true, 11005, "CKTR915:GetFiles()", "Operation Cancelled", 0, 3},
+      {"hang-up at the first request", {.hangUpAfterFrames = 0}, false, 75, "CKTR915:GetFilenames()", hungUp},
+      {"hang-up in the second trace", {.hangUpAfterFrames = 9 + traceFrames + 5}, true, 75, "CKTR915:GetFiles()",
+       hungUp},
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    Serve({RecordableTrace("CABLE7", 12, FT_SingleMode, 1550, 2000, 0)}, {.faults = c.faults});
+    sim::PtyServer& server = Serve(traces, {.faults = c.faults});
     CKTR915 ktr;
+    std::vector<int32_t> events;
+    ktr.OnKTREvent.Connect([&](KTREvents e, const Variant& v) {
+      events.push_back(e);
+      EXPECT_EQ(std::get<int16_t>(v), 0);
+    });
     ktr.Connect(kPort);
-    Raised r = Capture([&] { ktr.GetFilenames(0.3f); });
-    if (c.duringTransfer && !r.raised) r = Capture([&] { ktr.GetFiles({"CABLE7_12_S15"}, 0.3f); });
+    if (c.duringTransfer) {
+      ASSERT_EQ(ktr.GetFilenames(kStage), names);
+    }
+    if (c.cancelAfterAcks > 0) {
+      const int32_t acksBefore = server.Stats().acknowledgements;
+      SetYieldHandler([&, acksBefore] {
+        if (server.Stats().acknowledgements >= acksBefore + c.cancelAfterAcks) ktr.CancelOperation(false);
+        DefaultYield();
+      });
+    }
+
+    std::shared_ptr<CTraces> got;
+    const Clock::time_point start = Clock::now();
+    const double cpuStart = CpuSeconds();
+    const Raised r = Capture([&] {
+      if (c.duringTransfer) {
+        got = ktr.GetFiles(names, kStage);
+      } else {
+        ktr.GetFilenames(kStage);
+      }
+    });
+    const double cpu = CpuSeconds() - cpuStart;
+    const double wall = std::chrono::duration<double>(Clock::now() - start).count();
+    SetYieldHandler({});
     EXPECT_EQ(r.number, c.number);
     EXPECT_EQ(r.source, c.source);
     EXPECT_EQ(r.description, c.description);
+    // Generous: a loaded machine, the sanitizers; never a lower bound.
+    EXPECT_LT(wall, kStage * static_cast<float>(c.stagesTimedOut) + 3.0);
+    EXPECT_LT(cpu, wall / 4 + 0.1) << "wall " << wall << " s";  // waits do not spin
+    EXPECT_EQ(events, c.number == errCancelled ? std::vector<int32_t>{KTREV_Cancelled} : std::vector<int32_t>{});
+    EXPECT_EQ(server.HungUp(), c.faults.hangUpAfterFrames >= 0);
+    if (c.number == 0) {
+      ASSERT_EQ(got ? got->Count() : 0, 2);
+      for (std::size_t i = 0; i < 2; ++i) {
+        EXPECT_EQ(got->Item(static_cast<int32_t>(i) + 1)->DataPointArray(), traces[i]->DataPointArray());
+      }
+    } else {
+      EXPECT_EQ(got, nullptr);
+    }
+
+    // The port closes, and the same device opens again; a hung-up line's device is gone.
+    EXPECT_FALSE(Capture([&] { ktr.Disconnect(); }).raised);
+    EXPECT_FALSE(ktr.Connected());
+    if (server.HungUp()) {
+      EXPECT_RAISES(ktr.Connect(kPort), 8002, "CKTR915:Connect()", "Port Com7 is not a valid Port Number");
+    } else {
+      ktr.Connect(kPort);
+      EXPECT_TRUE(ktr.Connected());
+      ktr.Disconnect();
+    }
+    // On a sound instrument the session lists again; a cancelled one stays cancelled, so
+    // a new one takes the port.
+    Serve(traces);
+    CKTR915 fresh;
+    CKTR915& next = c.number == errCancelled ? fresh : ktr;
+    next.Connect(kPort);
+    EXPECT_EQ(next.GetFilenames(kStage), names);
     server_.reset();
   }
-}
-
-TEST_F(SessionWithSimulator, CancelledMidTransfer) {
-  auto& server = Serve({RecordableTrace("CABLE7", 12, FT_SingleMode, 1550, 16000, 0)});
-  CKTR915 ktr;
-  std::vector<int32_t> events;
-  ktr.OnKTREvent.Connect([&](KTREvents e, const Variant& v) {
-    events.push_back(e);
-    EXPECT_EQ(std::get<int16_t>(v), 0);
-  });
-  ktr.Connect(kPort);
-  ktr.GetFilenames(kTimeout);
-  const int32_t acksBefore = server.Stats().acknowledgements;
-  SetYieldHandler([&] {
-    // Cancel once a few blocks of the trace have arrived.
-    if (server.Stats().acknowledgements >= acksBefore + 3) ktr.CancelOperation(false);
-    DefaultYield();
-  });
-  EXPECT_RAISES(ktr.GetFiles({"CABLE7_12_S15"}, kTimeout), 11005, "CKTR915:GetFiles()", "Operation Cancelled");
-  EXPECT_EQ(events, std::vector<int32_t>{KTREV_Cancelled});
-  EXPECT_LT(server.Stats().transfersCompleted, 3);  // the table and the name, not the trace
 }
 
 TEST_F(SessionWithSimulator, ToolListsAndDownloads) {

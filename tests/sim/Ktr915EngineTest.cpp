@@ -198,6 +198,8 @@ TEST(Ktr915Engine, EachFaultChangesExactlyItsBytes) {
        {.unformatted = true},
        {{0, kReply}, {0, Frame('D', erased)}, {0, kEnd}},
        {{0, kReply}, {0, Frame('D', erased)}, {0, kEnd}}},
+      {"hang up after 2", {.hangUpAfterFrames = 2}, {{0, kReply}, {0, data}}, {}},
+      {"hang up after 4", {.hangUpAfterFrames = 4}, {{0, kReply}, {0, data}, {0, kEnd}}, {{0, kReply}}},
       {"together",
        {.noiseBytes = 2, .badChecksumFrame = 3, .wrongVersion = true, .silentAfterFrames = 5, .unformatted = true},
        {{2, {}}, {0, wrongReply}, {0, Frame('D', erased)}, {0, Bytes(badEnd)}},
@@ -208,6 +210,7 @@ TEST(Ktr915Engine, EachFaultChangesExactlyItsBytes) {
     Ktr915Engine e(Memory(), {.faults = c.faults});
     ExpectLine(Cat({e.Feed(Request(51, 0)), e.Feed(kAck), e.Feed(kAck)}), c.line);
     ExpectLine(Cat({e.Feed(Request(51, 0)), e.Feed(kAck), e.Feed(kAck)}), c.again);
+    EXPECT_EQ(e.Stats().hungUp, c.faults.hangUpAfterFrames >= 0);
   }
 }
 
@@ -218,10 +221,11 @@ TEST_F(EngineSettingsTest, BlockSizeAndFaultCountsAreChecked) {
     EXPECT_RAISES(Ktr915Engine(Memory(), {.blockBytes = bytes, .faults = {}}), 5, "Ktr915Engine:Ktr915Engine()",
                   "The block size must be an even number of bytes from 2 to 504, not " + std::to_string(bytes));
   }
-  const std::string negative = "Fault counts cannot be negative (-1 alone stands for never silent)";
+  const std::string negative = "Fault counts cannot be negative (-1 alone stands for never silent or never hanging up)";
   EXPECT_RAISES(Ktr915Engine(Memory(), {.faults = {.noiseBytes = -1}}), 5, "Ktr915Engine:Ktr915Engine()", negative);
-  EXPECT_RAISES(Ktr915Engine(Memory(), {.faults = {.silentAfterFrames = -2}}), 5, "Ktr915Engine:Ktr915Engine()",
-                negative);
+  for (const Faults f : {Faults{.silentAfterFrames = -2}, Faults{.hangUpAfterFrames = -2}}) {
+    EXPECT_RAISES(Ktr915Engine(Memory(), {.faults = f}), 5, "Ktr915Engine:Ktr915Engine()", negative);
+  }
   EXPECT_RAISES(Ktr915Engine(nullptr), 91, "Ktr915Engine:Ktr915Engine()",
                 "Object variable or With block variable not set");
 

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ktr915sim/PtyServer.h"
@@ -97,6 +98,29 @@ TEST(PtyServer, ServesSuccessiveClientsOnItsThreadAndStops) {
   silent.Stop();
   EXPECT_EQ(silent.Stats().requests, 1);
   EXPECT_EQ(silent.Stats().framesSilenced, 2);
+}
+
+// A hang-up sends what came before it, then closes both ends: the client sees the line
+// hang up, the device disappears, and the server ends without a failure.
+TEST(PtyServer, HangsUpAfterTheFramesItWasToSend) {
+  auto files = std::make_shared<InstrumentFiles>();
+  files->AddSynthetic(50);
+  PtyServer server(files, {.faults = {.hangUpAfterFrames = 2}});
+  server.Start();
+  Client client(server.DevicePath());
+  ASSERT_TRUE(client.Write(kTableRequest));
+  EXPECT_EQ(client.Read(kTableAnswer.size()), kTableAnswer);
+  ASSERT_TRUE(client.Write(kAck));
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(2);
+  while (!server.HungUp() && std::chrono::steady_clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_TRUE(server.HungUp());
+  EXPECT_FALSE(client.Write(kAck));  // EIO
+  EXPECT_NE(access(server.DevicePath().c_str(), F_OK), 0);
+  server.Stop();
+  EXPECT_EQ(server.Failure(), "");
+  EXPECT_EQ(server.Stats().framesSent, 2);
 }
 
 }  // namespace

@@ -33,13 +33,15 @@ Ktr915Engine::Ktr915Engine(std::shared_ptr<const InstrumentFiles> files, EngineS
       Raise(err::InvalidCall, "The block size must be an even number of bytes from 2 to " +
                                   std::to_string(kMaxBlockBytes) + ", not " + std::to_string(b));
     const Faults& f = settings_.faults;
-    if (f.noiseBytes < 0 || f.badChecksumFrame < 0 || f.silentAfterFrames < -1 || f.unexpectedCommandBlock < 0)
-      Raise(err::InvalidCall, "Fault counts cannot be negative (-1 alone stands for never silent)");
+    if (f.noiseBytes < 0 || f.badChecksumFrame < 0 || f.silentAfterFrames < -1 || f.unexpectedCommandBlock < 0 ||
+        f.hangUpAfterFrames < -1)
+      Raise(err::InvalidCall, "Fault counts cannot be negative (-1 alone stands for never silent or never hanging up)");
   });
 }
 
 std::vector<uint8_t> Ktr915Engine::Feed(const uint8_t* bytes, std::size_t n) {
   std::vector<uint8_t> out;
+  if (stats_.hungUp) return out;  // the line is gone: nothing is heard or answered
   if (n > 0) input_.insert(input_.end(), bytes, bytes + n);
   std::size_t pos = 0;
   while (pos < input_.size()) {
@@ -157,6 +159,12 @@ void Ktr915Engine::SendNextBlock(std::vector<uint8_t>& out) {
 
 void Ktr915Engine::Send(char command, const uint8_t* params, std::size_t bytes, std::vector<uint8_t>& out) {
   const Faults& f = settings_.faults;
+  if (stats_.hungUp) return;
+  if (f.hangUpAfterFrames >= 0 && stats_.framesSent >= f.hangUpAfterFrames) {
+    stats_.hungUp = true;
+    stats_.log.push_back("hung up after " + std::to_string(stats_.framesSent) + " frame(s)");
+    return;
+  }
   if (f.silentAfterFrames >= 0 && stats_.framesSent >= f.silentAfterFrames) {
     ++stats_.framesSilenced;
     return;

@@ -39,6 +39,10 @@ struct Faults {
   int32_t unexpectedCommandBlock = 0;
   // The file table's guard word reads kErasedGuard instead of the memory's own guard.
   bool unformatted = false;
+  // After this many frames the instrument hangs up: the frame that would come next is not
+  // sent, nothing more is, and EngineStats::hungUp asks the transport to close the line
+  // (-1: never; 0: at the first request).
+  int32_t hangUpAfterFrames = -1;
 };
 
 inline constexpr char kUnexpectedCommand = 'E';
@@ -65,13 +69,15 @@ struct EngineStats {
   int32_t ignoredFrames = 0;       // unknown requests or pointers, frames out of turn
   int32_t framesSent = 0;
   int32_t framesSilenced = 0;    // frames not sent because of Faults::silentAfterFrames
-  std::vector<std::string> log;  // one line per ignored frame
+  bool hungUp = false;           // Faults::hangUpAfterFrames was reached: the line is to close
+  std::vector<std::string> log;  // one line per ignored frame, and the hang-up
 };
 
 class Ktr915Engine {
  public:
   // settings are checked: a block size outside 2..504 or odd, or a negative count in the
-  // faults, raises 5. files must stay unchanged while the engine serves them.
+  // faults (other than -1 for a silence or a hang-up that never comes), raises 5. files
+  // must stay unchanged while the engine serves them.
   explicit Ktr915Engine(std::shared_ptr<const InstrumentFiles> files, EngineSettings settings = {});
 
   // Consumes bytes from the library (any split: a frame may arrive in pieces, several at

@@ -32,8 +32,9 @@ void AddFlags(int fd, int statusFlags) {
 
 }  // namespace
 
-PtyServer::Fd::~Fd() {
+void PtyServer::Fd::Close() {
   if (fd >= 0) close(fd);
+  fd = -1;
 }
 
 PtyServer::PtyServer(std::shared_ptr<const InstrumentFiles> files, EngineSettings settings)
@@ -113,7 +114,8 @@ void PtyServer::ServeLoop() {
     std::lock_guard lock(mutex_);
     failure_ = what + ": " + std::strerror(errno);
   };
-  while (!stop_) {
+  bool hangingUp = false;
+  while (!stop_ && !hungUp_) {
     pollfd fds[2] = {{master_.fd, static_cast<short>(POLLIN | (pending.empty() ? 0 : POLLOUT)), 0},
                      {wakeRead_.fd, POLLIN, 0}};
     const int ready = poll(fds, 2, kPollMilliseconds);
@@ -132,6 +134,7 @@ void PtyServer::ServeLoop() {
           std::this_thread::sleep_for(std::chrono::milliseconds(engine_.Settings().replyDelayMs));
         }
         pending.insert(pending.end(), reply.begin(), reply.end());
+        hangingUp = engine_.Stats().hungUp;
       } else if (got < 0 && errno != EAGAIN && errno != EINTR) {
         return fail("read");
       }
@@ -140,7 +143,16 @@ void PtyServer::ServeLoop() {
       return fail("pseudo-terminal");
     }
     if (!pending.empty() && !Flush(pending)) return fail("write");
+    // What the instrument sent before it hung up goes out first; whatever the client has
+    // not read when the line closes is lost with it, as when a cable is pulled out.
+    if (hangingUp && pending.empty()) HangUp();
   }
+}
+
+void PtyServer::HangUp() {
+  master_.Close();
+  device_.Close();
+  hungUp_ = true;
 }
 
 bool PtyServer::Flush(std::vector<uint8_t>& pending) {

@@ -40,6 +40,10 @@ class PtyServer {
   EngineStats Stats() const;
   // The system error that ended the loop, empty while it runs or after a requested stop.
   std::string Failure() const;
+  // True once the instrument has hung up (Faults::hangUpAfterFrames): what it sent before
+  // has gone out, both ends of the pseudo-terminal are closed, DevicePath() names nothing
+  // any more and Run() returns at once.
+  bool HungUp() const { return hungUp_; }
 
  private:
   // A descriptor closed with its owner, so that a failing constructor leaks none.
@@ -48,13 +52,16 @@ class PtyServer {
     Fd() = default;
     Fd(const Fd&) = delete;
     Fd& operator=(const Fd&) = delete;
-    ~Fd();
+    ~Fd() { Close(); }
+    void Close();
   };
   static constexpr const char* kModule = "PtyServer";
   void Serve();
   void ServeLoop();
   // Writes what it can of pending to the master without waiting.
   bool Flush(std::vector<uint8_t>& pending);
+  // Closes the master, which hangs up the device side for every client that has it open.
+  void HangUp();
 
   Ktr915Engine engine_;
   mutable std::mutex mutex_;  // guards engine_ and failure_
@@ -64,6 +71,7 @@ class PtyServer {
   Fd device_;  // kept open so that the master never sees a hang-up between clients
   Fd wakeRead_, wakeWrite_;
   std::atomic<bool> stop_{false};
+  std::atomic<bool> hungUp_{false};
   std::thread thread_;
 };
 

@@ -18,13 +18,13 @@ namespace {
 
 constexpr const char* kProgram = "tarnvik-ktr915-sim";
 
-// Waits for SIGINT or SIGTERM (blocked in every thread, so only this wait takes them);
-// false when the server stopped by itself first.
-bool WaitForSignal(const sigset_t& signals, const tarnvik::sim::PtyServer& server) {
-  const timespec second{1, 0};
+// Waits for SIGINT or SIGTERM (blocked in every thread, so only this wait takes them), or
+// for the server to end by itself: it failed, or it hung up as asked.
+void WaitForSignal(const sigset_t& signals, const tarnvik::sim::PtyServer& server) {
+  const timespec tick{0, 100'000'000};
   for (;;) {
-    if (sigtimedwait(&signals, nullptr, &second) >= 0) return true;
-    if (!server.Failure().empty()) return false;
+    if (sigtimedwait(&signals, nullptr, &tick) >= 0) return;
+    if (!server.Failure().empty() || server.HungUp()) return;
   }
 }
 
@@ -34,11 +34,11 @@ int main(int argc, char** argv) {
   using namespace tarnvik;
   CLI::App app{
       "Simulates the KTR 915 handheld OTDR on a pseudo-terminal: prints the device path, then answers the "
-      "library's flash reads (file table, names, traces) until SIGINT or SIGTERM.",
+      "library's flash reads (file table, names, traces) until SIGINT or SIGTERM (or its hang-up).",
       kProgram};
   app.footer(
-      "Exit codes: 0 stopped by a signal, 1 a file could not be stored or the pseudo-terminal failed (the "
-      "error number, source and description on standard error), 2 bad usage.");
+      "Exit codes: 0 stopped by a signal or hung up as --hang-up-after asks, 1 a file could not be stored or the "
+      "pseudo-terminal failed (the error number, source and description on standard error), 2 bad usage.");
 
   std::vector<std::string> sorFiles;
   int synthetic = 0;
@@ -69,6 +69,10 @@ int main(int argc, char** argv) {
   app.add_option("--unexpected-command", faults.unexpectedCommandBlock,
                  "Fault: the Nth data block goes out as an 'E' frame and ends its transfer")
       ->check(CLI::PositiveNumber);
+  app.add_option("--hang-up-after", faults.hangUpAfterFrames,
+                 "Fault: after N frames close the pseudo-terminal instead of sending the next one, and exit "
+                 "(0: at the first request)")
+      ->check(CLI::NonNegativeNumber);
 
   try {
     app.parse(argc, argv);
@@ -113,9 +117,13 @@ int main(int argc, char** argv) {
   std::cerr << kProgram << ": " << files->Files().size() << " file(s) on " << server->DevicePath()
             << (names.empty() ? "" : ": " + names) << "\n";
 
-  const bool signalled = WaitForSignal(signals, *server);
+  WaitForSignal(signals, *server);
   server->Stop();
-  if (!signalled) {
+  if (server->HungUp()) {
+    std::cerr << kProgram << ": hung up after " << faults.hangUpAfterFrames << " frame(s)\n";
+    return 0;
+  }
+  if (!server->Failure().empty()) {
     std::cerr << kProgram << ": error " << err::PathFileAccess << " from PtyServer:Serve(): " << server->Failure()
               << "\n";
     return 1;

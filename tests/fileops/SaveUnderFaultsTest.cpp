@@ -236,7 +236,7 @@ TEST_F(SaveUnderFaults, AKilledSaveLeavesTheOldOrTheNewFileWhole) {
     images.emplace_back(ReadWholeFile(Target(folder, s, first[s])), ReadWholeFile(other));
     ASSERT_TRUE(images.back().first != images.back().second);
   }
-  constexpr int kKills = 100;
+  constexpr int kKills = 40;
   int partial = 0, leftovers = 0;
   std::string firstPartial;
   for (int k = 0; k < kKills; ++k) {

@@ -9,7 +9,9 @@ namespace tarnvik::inspect::detail {
 
 namespace {
 constexpr int32_t kWindowLower = INT16_MIN;
-constexpr std::size_t kWindowBytes = 65535;  // indexes -32768..32766
+// At most 16 KB: a small window is copied into storage the cursor keeps, where a window
+// of the codec's whole 64 KB range would churn the heap's top on every large block.
+constexpr std::size_t kWindowBytes = 16384;
 }  // namespace
 
 bool FieldCursor::Fits(const char* field, std::size_t n) {
@@ -30,7 +32,8 @@ void FieldCursor::MarkMissing(const char* field) {
 int32_t FieldCursor::WindowIndex(std::size_t width) {
   if (position_ < windowStart_ || position_ + width > windowEnd_) {
     const std::size_t n = std::min(kWindowBytes, size_ - position_);
-    window_ = ByteArray::FromBytes(bytes_ + position_, n, kWindowLower);
+    window_.ReDim(kWindowLower, kWindowLower + static_cast<int32_t>(n) - 1);  // keeps its storage
+    std::memcpy(window_.data(), bytes_ + position_, n);
     windowStart_ = position_;
     windowEnd_ = position_ + n;
   }

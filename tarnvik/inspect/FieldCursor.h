@@ -49,8 +49,8 @@ class FieldCursor {
   bool Fits(const char* field, std::size_t n);
   void MarkMissing(const char* field);
   double Number(std::size_t width, bool isSigned);
-  // The codec's positions are 16-bit: a block is decoded through a window of at most
-  // 65,535 of its bytes, indexed from -32768, moved on when a field lies past it.
+  // The codec's positions are 16-bit: a block is decoded through a window of its bytes
+  // (at most 16 KB), indexed from -32768, moved on when a field lies past it.
   int32_t WindowIndex(std::size_t width);
 
   const uint8_t* bytes_;

@@ -155,7 +155,7 @@ class Reader {
       const std::string& raw = entry.name.raw;
       CheckText(entry.name, "block name " + Quoted(entry.name.value), "the map");
       if (!raw.empty() && raw.back() == ' ') {
-        Warn(warning::kNameTrailingSpace, "Block name " + Quoted(raw) + " ends with a space.");
+        Warn(warning::kNameTrailingSpace, "Block name " + Quoted(entry.name.value) + " ends with a space.");
       }
     }
   }

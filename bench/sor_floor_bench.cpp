@@ -17,7 +17,6 @@
 // fail counts.
 #include <benchmark/benchmark.h>
 
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -28,8 +27,8 @@
 #include <string>
 #include <vector>
 
-#include "support/CountingAllocator.h"
 #include "support/FloorChecksum.h"
+#include "support/Interleaved.h"
 #include "tarnvik/fileops/CFileOperations.h"
 #include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/modErrors.h"
@@ -76,40 +75,6 @@ fs::path BuildTraceFile(int32_t samples, const std::string& name) {
   return path;
 }
 
-double Seconds(std::chrono::steady_clock::time_point from) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - from).count();
-}
-
-// Runs the library's operation and the reference in turn; the library's time is the
-// benchmark's time, the reference's goes into "ref_us" and the ratio into "x_ref".
-// With countAllocations, the library's allocations are counted too, per byte of file.
-void Interleaved(benchmark::State& state, const std::function<void()>& library, const std::function<void()>& reference,
-                 std::size_t fileBytes, bool countAllocations) {
-  double libraryTotal = 0;
-  double referenceTotal = 0;
-  for (auto _ : state) {
-    auto start = std::chrono::steady_clock::now();
-    library();
-    const double lib = Seconds(start);
-    start = std::chrono::steady_clock::now();
-    reference();
-    referenceTotal += Seconds(start);
-    libraryTotal += lib;
-    state.SetIterationTime(lib);
-  }
-  const auto iterations = static_cast<double>(state.iterations());
-  state.counters["ref_us"] = referenceTotal / iterations * 1e6;
-  state.counters["x_ref"] = libraryTotal / referenceTotal;
-  if (countAllocations) {
-    const bench::AllocationCount before = bench::AllocatedSoFar();
-    library();
-    const bench::AllocationCount after = bench::AllocatedSoFar();
-    state.counters["allocs"] = static_cast<double>(after.allocations - before.allocations);
-    state.counters["alloc_per_byte"] =
-        static_cast<double>(after.bytes - before.bytes) / static_cast<double>(fileBytes);
-  }
-}
-
 // A load or read that fails still ran: its time to fail is what a caller waits.
 template <class Op>
 void IgnoringErrors(Op&& op) {
@@ -132,12 +97,12 @@ void RegisterFile(const std::string& label, const fs::path& path) {
   };
 
   benchmark::RegisterBenchmark(("Load/" + label).c_str(), [=](benchmark::State& state) {
-    Interleaved(state, load, floorLoad, fileBytes, true);
+    bench::Interleaved(state, load, floorLoad, fileBytes, true);
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 
   benchmark::RegisterBenchmark(("ReadTrace/" + label).c_str(), [=](benchmark::State& state) {
     const auto read = [file] { IgnoringErrors([&] { CFileOperations().ReadTrace(file); }); };
-    Interleaved(state, read, load, fileBytes, false);
+    bench::Interleaved(state, read, load, fileBytes, false);
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 
   // Saving needs a loaded file, and WriteTrace a trace read from it.
@@ -162,7 +127,7 @@ void RegisterFile(const std::string& label, const fs::path& path) {
       std::memcpy(copy.get(), image.data(), image.size());
       benchmark::DoNotOptimize(bench::ChecksumFloor(copy.get(), image.size()));
     };
-    Interleaved(state, [&] { benchmark::DoNotOptimize(sor->SaveToBytes()); }, floorSave, image.size(), true);
+    bench::Interleaved(state, [&] { benchmark::DoNotOptimize(sor->SaveToBytes()); }, floorSave, image.size(), true);
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 
   benchmark::RegisterBenchmark(("Flush/" + label).c_str(), [=](benchmark::State& state) {
@@ -171,7 +136,7 @@ void RegisterFile(const std::string& label, const fs::path& path) {
       std::memcpy(copy.get(), image.data(), image.size());
       benchmark::DoNotOptimize(bench::ChecksumFloor(copy.get(), image.size()));
     };
-    Interleaved(state, [&] { ReplaceWholeFile(out.string(), image); }, floorSave, image.size(), false);
+    bench::Interleaved(state, [&] { ReplaceWholeFile(out.string(), image); }, floorSave, image.size(), false);
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 
   std::shared_ptr<CTrace> trace;
@@ -183,7 +148,7 @@ void RegisterFile(const std::string& label, const fs::path& path) {
   }
   benchmark::RegisterBenchmark(("WriteTrace/" + label).c_str(), [=](benchmark::State& state) {
     const auto write = [&] { CFileOperations().WriteTrace(trace, out.string(), 1, 1, 0, 0); };
-    Interleaved(state, write, [&] { sor->SaveToFile(out.string()); }, fileBytes, false);
+    bench::Interleaved(state, write, [&] { sor->SaveToFile(out.string()); }, fileBytes, false);
   })->UseManualTime()->Unit(benchmark::kMicrosecond);
 }
 

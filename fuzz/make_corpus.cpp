@@ -1,8 +1,9 @@
 // Writes the starting corpus of every fuzz target into one folder per target: SR-4731
-// and own-format files of the sample trace at several sizes, the simulated instrument's
-// file tables, records and names, and recorded exchanges of a whole download session
-// (clean and with line faults). Everything is made by the library and the simulator, so
-// the corpus follows the formats as they change.
+// and own-format files of the sample trace at several sizes, version-2 files and files
+// with instruments' quirks for the inspection reader, the simulated instrument's file
+// tables, records and names, and recorded exchanges of a whole download session (clean
+// and with line faults). Everything is made in code (by the library, the simulator and
+// the tests' SOR builder), so the corpus follows the formats as they change.
 //
 //   tarnvik-fuzz-corpus OUTPUT_FOLDER
 #include <cstdio>
@@ -17,6 +18,7 @@
 #include "ktr915sim/InstrumentFiles.h"
 #include "ktr915sim/Ktr915Engine.h"
 #include "ktr915sim/TraceRecord.h"
+#include "support/SorBytes.h"
 #include "sample_trace.h"
 #include "tarnvik/fileops/CFileOperations.h"
 #include "tarnvik/foundation/HostServices.h"
@@ -54,10 +56,29 @@ void TraceFiles() {
         const Bytes bytes = ReadFile(path);
         fs::remove(path);
         Put(ext == std::string(".sor") ? "sor_file" : "trace_file", name, bytes);
+        if (ext == std::string(".sor")) Put("sor_inspect", name, bytes);
         Put("read_trace", name + ext, bytes);
       }
     }
   }
+}
+
+// Version-2 files and files with the quirks of real instruments, for the inspection
+// reader (which also takes the version-1 files above).
+void InspectFiles() {
+  using testing::SorBlock;
+  using testing::StandardSor;
+  Put("sor_inspect", "standard-v1", testing::MakeStandardSor(StandardSor{1, {100}, {1000}, {200}, 3}));
+  Put("sor_inspect", "standard-v2", testing::MakeStandardSor(StandardSor{2, {100}, {1000}, {200}, 3}));
+  Put("sor_inspect", "widths-groups-v2", testing::MakeStandardSor(StandardSor{2, {30, 100, 1000}, {1000, 1470}, {90, 60}, 4}));
+  // A zero-size LnkParams, a vendor block named with a trailing space before DataPts, no
+  // KeyEvents, and a stale "Cksum" after the last block.
+  std::vector<SorBlock> blocks = testing::StandardSorBlocks(StandardSor{2, {100}, {1470}, {120}, 2});
+  blocks.erase(blocks.begin() + 3);
+  blocks.insert(blocks.begin() + 3, {{"LnkParams", 200, {}}, {"NetTestTSI ", 200, {1, 2, 3, 4}}});
+  Bytes quirks = testing::AssembleSorV2(blocks, true, 210);
+  quirks.insert(quirks.end(), {'C', 'k', 's', 'u', 'm', 0, 0, 0});
+  Put("sor_inspect", "quirks-v2", quirks);
 }
 
 // The instrument's pieces: records, names, version texts and file tables.
@@ -123,6 +144,7 @@ int main(int argc, char** argv) {
   try {
     fs::create_directories(root);
     TraceFiles();
+    InspectFiles();
     InstrumentPieces();
     sim::Faults noise, badChecksum, wrongVersion, unformatted, unexpected;
     noise.noiseBytes = 9;

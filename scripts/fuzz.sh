@@ -13,7 +13,7 @@ seconds=${1:-60}
 runs=${2:-0}
 shift $(( $# > 2 ? 2 : $# ))
 targets=("$@")
-[ ${#targets[@]} -gt 0 ] || targets=(sor_file trace_file read_trace ktr_session ktr_file_table ktr_record)
+[ ${#targets[@]} -gt 0 ] || targets=(sor_file sor_inspect trace_file read_trace ktr_session ktr_file_table ktr_record)
 
 ./scripts/setup.sh fuzz
 cmake --preset fuzz >/dev/null
@@ -28,12 +28,12 @@ run_one() {
   local t=$1
   local extra=()
   case $t in
-    sor_file) extra+=(-dict=fuzz/sor.dict) ;;
+    sor_file | sor_inspect) extra+=(-dict=fuzz/sor.dict) ;;
   esac
   mkdir -p "$out/corpus/$t"
   local inputs=("$out/corpus/$t" "$out/corpus-start/$t")
   case $t in
-    sor_file | read_trace) [ -d ../shared/corpus ] && inputs+=(../shared/corpus) ;;
+    sor_file | sor_inspect | read_trace) [ -d ../shared/corpus ] && inputs+=(../shared/corpus) ;;
   esac
   [ -d "tests/fuzz_regressions/$t" ] && inputs+=("tests/fuzz_regressions/$t")
   # A 1 KB file must never make the library allocate 256 MB, nor take 10 s.

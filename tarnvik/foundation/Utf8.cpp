@@ -68,6 +68,16 @@ std::vector<char32_t> DecodeUtf8(const std::string& text) {
   return out;
 }
 
+bool IsWellFormedUtf8(const std::string& text) {
+  for (std::size_t i = 0; i < text.size();) {
+    char32_t cp = 0;
+    const std::size_t len = SequenceAt(text, i, cp);
+    if (len == 0) return false;
+    i += len;
+  }
+  return true;
+}
+
 std::size_t CharCount(const std::string& text) {
   std::size_t count = 0;
   for (std::size_t i = 0; i < text.size(); ++count) {

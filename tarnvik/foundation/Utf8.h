@@ -16,6 +16,10 @@ void AppendUtf8(std::string& out, char32_t codePoint);
 // stands for itself (U+0080..U+00FF), so no input is rejected and nothing is lost.
 std::vector<char32_t> DecodeUtf8(const std::string& text);
 
+// True when every byte of the text belongs to a well-formed UTF-8 sequence (no
+// overlong forms, surrogates or code points past U+10FFFF).
+bool IsWellFormedUtf8(const std::string& text);
+
 // Number of characters (code points) in a UTF-8 text.
 std::size_t CharCount(const std::string& text);
 

@@ -71,6 +71,93 @@ Bytes AssembleSor(const std::vector<SorBlock>& blocks, bool withChecksum, int32_
   return image;
 }
 
+Bytes AssembleSorV2(const std::vector<SorBlock>& blocks, bool withChecksum, int32_t mapRevision) {
+  std::vector<SorBlock> all = blocks;
+  if (withChecksum) all.push_back({"Cksum", mapRevision, {}});
+  int32_t mapSize = 12;
+  for (const auto& b : all) mapSize += static_cast<int32_t>(b.id.size()) + 7;
+  const auto bodySize = [&](const SorBlock& b) {
+    if (withChecksum && &b == &all.back()) return 8;
+    return b.body.empty() ? 0 : static_cast<int32_t>(b.id.size() + 1 + b.body.size());
+  };
+  BodyBuilder file;
+  file.Text("Map").U16(static_cast<uint32_t>(mapRevision)).I32(mapSize).I16(static_cast<int32_t>(all.size()) + 1);
+  for (const auto& b : all) file.Text(b.id).U16(static_cast<uint32_t>(b.revision)).I32(bodySize(b));
+  for (const auto& b : all) {
+    if (bodySize(b) > 0) file.Text(b.id);
+    file.Raw(b.body);
+  }
+  Bytes image = file.bytes();
+  if (withChecksum) {
+    const uint16_t crc = Crc16(image);
+    image.push_back(static_cast<uint8_t>(crc & 0xFF));
+    image.push_back(static_cast<uint8_t>(crc >> 8));
+  }
+  return image;
+}
+
+uint16_t StandardSample(std::size_t group, std::size_t k) {
+  return static_cast<uint16_t>((k * 7919 + 1234 + group * 101) % 65536);
+}
+
+std::vector<SorBlock> StandardSorBlocks(const StandardSor& sor) {
+  const bool v2 = sor.version == 2;
+  const int32_t revision = v2 ? 200 : 100;
+  BodyBuilder gen;
+  gen.Chars("EN").Text("CABLE-7").Text("FIBRE-12");
+  if (v2) gen.U16(652);
+  gen.U16(1550).Text("Site A").Text("Site B").Text("CC-1").Chars("BC").I32(-1200);
+  if (v2) gen.I32(-250);
+  gen.Text("Ana").Text("route 7");
+
+  BodyBuilder sup;
+  for (const char* text : {"Tarnvik", "MF-1", "SN-100", "MOD-2", "SN-200", "1.2.3", "bench"}) sup.Text(text);
+
+  uint32_t total = 0;
+  for (uint32_t n : sor.groupSamples) total += n;
+  const auto widths = static_cast<uint32_t>(sor.pulseWidths.size());
+  BodyBuilder fxd;
+  fxd.I32(1700000000).Chars("km").U16(15500).I32(-3000);
+  if (v2) fxd.I32(-600);
+  fxd.U16(widths);
+  for (uint16_t w : sor.pulseWidths) fxd.U16(w);
+  for (uint32_t k = 0; k < widths; ++k) fxd.I32(100000 * (k + 1));
+  for (uint32_t k = 0; k < widths; ++k) fxd.I32(k + 1 < widths ? total / widths : total - (widths - 1) * (total / widths));
+  fxd.I32(146800).U16(800).I32(1024);
+  if (v2) fxd.U16(300);
+  fxd.I32(400000);
+  if (v2) fxd.I32(40000);
+  fxd.I32(-75).U16(56000).I16(1000).U16(123).U16(200).U16(40000).U16(3000);
+  if (v2) fxd.Chars("ST").I32(0).I32(65535).I32(40000).I32(-1000);
+
+  BodyBuilder key;
+  key.U16(static_cast<uint32_t>(sor.events));
+  for (int32_t e = 1; e <= sor.events; ++e) {
+    key.U16(static_cast<uint32_t>(e)).I32(10000 * e).I16(350).I16(100 * e).I32(-45000 - e);
+    key.Chars(e == sor.events ? "1E9999" : "0F9999").Chars("LS");
+    if (v2) {
+      for (int32_t m = 1; m <= 5; ++m) key.I32(1000 * e + m);
+    }
+    key.Text("ev" + std::to_string(e));
+  }
+  key.I32(5500).I32(0).I32(10000 * sor.events).U16(32000).I32(0).I32(10000 * sor.events);
+
+  BodyBuilder data;
+  data.I32(total).U16(static_cast<uint32_t>(sor.groupSamples.size()));
+  for (std::size_t g = 0; g < sor.groupSamples.size(); ++g) data.I32(sor.groupSamples[g]).U16(sor.scaleFactors[g]);
+  for (std::size_t g = 0; g < sor.groupSamples.size(); ++g) {
+    for (std::size_t k = 0; k < sor.groupSamples[g]; ++k) data.U16(StandardSample(g, k));
+  }
+  return {{"GenParams", revision, gen.bytes()}, {"SupParams", revision, sup.bytes()},
+          {"FxdParams", revision, fxd.bytes()}, {"KeyEvents", revision, key.bytes()},
+          {"DataPts", revision, data.bytes()}};
+}
+
+Bytes MakeStandardSor(const StandardSor& sor) {
+  const auto blocks = StandardSorBlocks(sor);
+  return sor.version == 2 ? AssembleSorV2(blocks) : AssembleSor(blocks);
+}
+
 namespace {
 uint32_t Le(const Bytes& b, std::size_t at, int width) {
   if (at + static_cast<std::size_t>(width) > b.size()) throw std::runtime_error("file image too short");

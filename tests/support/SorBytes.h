@@ -2,6 +2,7 @@
 // library's own codec, so that the library's output can be checked against them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -47,6 +48,28 @@ uint16_t Crc16(const Bytes& bytes, uint16_t start = 0xFFFF);
 // A whole file: map revision, map, the bodies in the order given. With a checksum, a
 // "Cksum" entry is appended and its body holds the CRC of everything before it.
 Bytes AssembleSor(const std::vector<SorBlock>& blocks, bool withChecksum = true, int32_t mapRevision = 100);
+
+// Version 2: the map starts with "Map" 0x00 (counted in the map size), and every body
+// that is not empty starts with its block's name text, counted in its size (the bodies
+// given here are without it). With a checksum, a "Cksum" entry is appended whose body is
+// "Cksum" 0x00 and the CRC of everything before the CRC's two bytes.
+Bytes AssembleSorV2(const std::vector<SorBlock>& blocks, bool withChecksum = true, int32_t mapRevision = 200);
+
+// A file of the standard blocks in the usual order, in either version: GenParams,
+// SupParams, FxdParams, KeyEvents, DataPts (and the checksum, by the assemblers above).
+// The field values are fixed (see SorBytes.cpp); version 2 adds its own fields. Sample k
+// (from 0) of group g (from 0) is StandardSample(g, k). The pulse widths share the
+// samples: each counts an equal part, the last one the rest.
+struct StandardSor {
+  int32_t version = 2;
+  std::vector<uint16_t> pulseWidths = {100};           // spacing of width k: 100000 x (k + 1)
+  std::vector<uint16_t> scaleFactors = {1000};         // one group each...
+  std::vector<uint32_t> groupSamples = {1000};         // ...of this many samples
+  int32_t events = 3;
+};
+uint16_t StandardSample(std::size_t group, std::size_t k);
+std::vector<SorBlock> StandardSorBlocks(const StandardSor& sor);  // bodies without version-2 names
+Bytes MakeStandardSor(const StandardSor& sor);
 
 // The map entries of a file image, for checking what a save wrote.
 struct MapEntry {

@@ -17,7 +17,7 @@ targets=("$@")
 
 ./scripts/setup.sh fuzz
 cmake --preset fuzz >/dev/null
-cmake --build --preset fuzz
+cmake --build --preset fuzz --target tarnvik_fuzz_all
 
 out=build/fuzz
 rm -rf "$out/corpus-start" "$out/logs"

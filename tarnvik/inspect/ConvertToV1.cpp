@@ -61,7 +61,8 @@ class Builder {
     WriteKeyEvents();
     KeepOtherBlocks();
     if (doc_.trailing.size > 0) {
-      result_.dropped.push_back(std::to_string(doc_.trailing.size) + " bytes after the last block");
+      result_.dropped.push_back(std::to_string(doc_.trailing.size) + (doc_.trailing.size == 1 ? " byte" : " bytes") +
+                                " after the last block");
     }
     if (doc_.checksum.status != ChecksumStatus::Ok) {
       result_.notes.push_back("checksum computed anew (the file's: " + doc_.checksum.Text() + ")");

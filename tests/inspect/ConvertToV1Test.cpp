@@ -111,6 +111,8 @@ TEST_F(ConvertToV1Test, RefusalsAndTheirChanges) {
        600,
        1,
        "kept the first pulse width, 100 ns with its 600 samples; dropped 1000 ns (600 samples)"},
+      {"no pulse width", {.pulseWidths = {}}, ZeroThreshold, {"pulse-widths"}, 1000, 1,
+       "one pulse width of 0 ns added, spacing 0, 1,000 samples"},
       {"two scale-factor groups",
        {.scaleFactors = {1000, 1470}, .groupSamples = {700, 300}},
        ZeroThreshold,
@@ -190,7 +192,8 @@ TEST_F(ConvertToV1Test, RefusalsAndTheirChanges) {
     ASSERT_EQ(samples.size(), c.keptSamples);
     for (std::size_t i = 0; i < samples.size(); ++i) ASSERT_EQ(samples[i], StandardSample(0, i * c.step)) << i;
     EXPECT_EQ(back->dataPts->groups[0].scaleFactor, c.sor.scaleFactors[0]);
-    EXPECT_EQ(back->fxdParams->sampleSpacing, std::vector<uint32_t>{100000 * static_cast<uint32_t>(c.step)});
+    const uint32_t spacing = c.sor.pulseWidths.empty() ? 0 : 100000 * static_cast<uint32_t>(c.step);
+    EXPECT_EQ(back->fxdParams->sampleSpacing, std::vector<uint32_t>{spacing});
     ASSERT_EQ(back->keyEvents->events.size(), doc->keyEvents->events.size());
     for (std::size_t e = 0; e < doc->keyEvents->events.size(); ++e) {
       const KeyEvent &was = doc->keyEvents->events[e], &is = back->keyEvents->events[e];

@@ -4,12 +4,15 @@
 #include <fstream>
 #include <iterator>
 
+#include "document_view.h"
 #include "file_report.h"
 #include "info.h"
 #include "plot_svg.h"
 #include "tarnvik/fileops/CFileOperations.h"
 #include "tarnvik/foundation/FileIO.h"
 #include "tarnvik/foundation/modFileUtil.h"
+#include "tarnvik/inspect/ConvertToV1.h"
+#include "tarnvik/inspect/SorDocument.h"
 #include "tarnvik/trace/CTrace.h"
 
 namespace tarnvik::tool {
@@ -120,8 +123,28 @@ int ForEachTrace(const char* command, const std::vector<std::string>& files, con
 }
 }  // namespace
 
-int RunDump(const std::vector<std::string>& files, int style, const std::string& output,
+int RunDump(const std::vector<std::string>& files, int style, bool tsv, const std::string& output,
             const CommonOptions& options, LogCapture& log, std::ostream& out, std::ostream& err) {
+  if (tsv) {
+    if (files.size() > 1 && !output.empty() && !IsFolder(output)) {
+      err << "tarnvik dump: with several files, -o must name an existing folder\n";
+      return 2;
+    }
+    bool failed = false;
+    for (const auto& path : files) {
+      failed = !TryFile(path, log, err, [&] {
+        const std::string text = DocumentTsv(*inspect::ReadSorDocument(path));
+        if (output.empty()) {
+          out << text;
+        } else {
+          ReplaceWholeFile(files.size() > 1 ? Beside(output, path, "tsv") : output,
+                           std::vector<uint8_t>(text.begin(), text.end()));
+        }
+      }) || failed;
+    }
+    out.flush();
+    return failed ? 1 : 0;
+  }
   return ForEachTrace("dump", files, output, options, log, out, err, [&](const std::string& path, CTrace& trace) {
     TempFile temp("txt");
     trace.DumpSamples(temp.Path(), style);
@@ -136,17 +159,43 @@ int RunDump(const std::vector<std::string>& files, int style, const std::string&
 
 int RunPlot(const std::vector<std::string>& files, const std::string& output, const CommonOptions& options,
             LogCapture& log, std::ostream& out, std::ostream& err) {
-  return ForEachTrace("plot", files, output, options, log, out, err, [&](const std::string& path, CTrace& trace) {
-    const std::string svg = RenderTraceSvg(trace, ParseFileTitle(path));
-    std::string target = output;
-    if (output.empty()) {
-      target = (fs::path(path).parent_path() / (ParseFileBase(path) + ".svg")).string();
-    } else if (files.size() > 1) {
-      target = Beside(output, path, "svg");
-    }
-    ReplaceWholeFile(target, std::vector<uint8_t>(svg.begin(), svg.end()));
-    out << path << " -> " << target << "\n";
-  });
+  if (files.size() > 1 && !output.empty() && !IsFolder(output)) {
+    err << "tarnvik plot: with several files, -o must name an existing folder\n";
+    return 2;
+  }
+  bool failed = false;
+  for (const auto& path : files) {
+    failed = !TryFile(path, log, err, [&] {
+      std::string svg, how;
+      try {
+        CFileOperations ops;
+        const auto trace = Read(path, options, false, ops);
+        svg = RenderTraceSvg(*trace, ParseFileTitle(path));
+      } catch (const Error& e) {
+        // Not a trace: drawn from the file as the inspection reader sees it, if it can.
+        if (ParseFileExt(path) != "sor" || IsFileAccessError(e.Number())) throw;
+        const Failure refused = DescribeFailure(e, log.Lines());
+        std::shared_ptr<const inspect::SorDocument> doc;
+        try {
+          doc = inspect::ReadSorDocument(path);
+        } catch (const Error&) {
+          throw e;
+        }
+        svg = RenderDocumentSvg(*doc, ParseFileTitle(path));
+        how = " (not a trace, " + FailureText(refused) + "; drawn from the file as read)";
+      }
+      std::string target = output;
+      if (output.empty()) {
+        target = (fs::path(path).parent_path() / (ParseFileBase(path) + ".svg")).string();
+      } else if (files.size() > 1) {
+        target = Beside(output, path, "svg");
+      }
+      ReplaceWholeFile(target, std::vector<uint8_t>(svg.begin(), svg.end()));
+      out << path << " -> " << target << how << "\n";
+    }) || failed;
+  }
+  out.flush();
+  return failed ? 1 : 0;
 }
 
 int RunConvert(const std::vector<std::string>& inputs, const std::string& output, const std::string& extension,
@@ -170,6 +219,56 @@ int RunConvert(const std::vector<std::string>& inputs, const std::string& output
   }
   out.flush();
   return failed ? 1 : 0;
+}
+
+int RunConvertToV1(const std::string& input, const std::string& output, bool fit, LogCapture& log,
+                   std::ostream& out, std::ostream& err) {
+  if (ParseFileExt(output) != "sor") {
+    err << "tarnvik convert --to-v1: the output must end in \".sor\" (lower case), the only name the library "
+           "reads as SR-4731\n";
+    return 2;
+  }
+  bool refused = false;
+  const bool ok = TryFile(input + " -> " + output, log, err, [&] {
+    const auto doc = inspect::ReadSorDocument(input);
+    const inspect::ConversionResult result = inspect::ConvertToV1(*doc, {.fit = fit});
+    out << input << ": SR-4731 version " << doc->version << "\n";
+    if (!result.dropped.empty()) {
+      std::string line;
+      for (const auto& item : result.dropped) line += (line.empty() ? "" : "; ") + item;
+      out << "  Dropped: " << line << "\n";
+    }
+    for (const auto& note : result.notes) out << "  Note: " << note << "\n";
+    for (const auto& issue : result.issues) {
+      out << (fit ? "  Changed: " + issue.change : "  Refused: " + issue.refusal) << "\n";
+    }
+    if (result.Refused()) {
+      err << input << ": not converted: " << result.issues.size()
+          << " value(s) the library refuses, listed above; --fit makes the changes README.md lists\n";
+      refused = true;
+      return;
+    }
+    // Proved on a private copy first, so that a file that fails never reaches OUT, then
+    // written with the library's safe save and proved again where it lies.
+    {
+      TempFile proof("sor");
+      ReplaceWholeFile(proof.Path(), result.bytes);
+      inspect::ProveLoadsAsTrace(proof.Path());
+    }
+    ReplaceWholeFile(output, result.bytes);
+    try {
+      inspect::ProveLoadsAsTrace(output);
+    } catch (...) {
+      std::error_code ignored;
+      fs::remove(output, ignored);
+      throw;
+    }
+    out << input << " -> " << output << ": loads with CSORFile and ReadTrace";
+    if (!result.issues.empty()) out << " (" << result.issues.size() << " value(s) changed)";
+    out << "\n";
+  });
+  out.flush();
+  return ok && !refused ? 0 : 1;
 }
 
 }  // namespace tarnvik::tool

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "error_trail.h"
+#include "tarnvik/inspect/SorDocument.h"
 #include "tarnvik/sor/CSORFile.h"
 #include "tarnvik/trace/CTrace.h"
 
@@ -32,6 +33,9 @@ struct FileReport {
   std::optional<Failure> failure;
   std::vector<std::string> notes;         // what the library logged besides errors
   std::vector<std::string> hints;         // why the file did not become a trace, in words
+  // SOR path, not a trace: the file as the inspection reader sees it, or why it could not.
+  std::shared_ptr<const inspect::SorDocument> document;
+  std::optional<Failure> documentFailure;
 };
 
 // Plain words for the failures that files from other instruments commonly meet: a map

@@ -7,6 +7,7 @@
 #include "names.h"
 #include "trace_view.h"
 #include "tarnvik/foundation/NumberText.h"
+#include "tarnvik/inspect/SorDocument.h"
 #include "tarnvik/trace/CEvent.h"
 #include "tarnvik/trace/CEvents.h"
 
@@ -232,6 +233,192 @@ Json TraceJson(const CTrace& t) {
   return j;
 }
 
+// ---- The document of the inspection reader (docs/sor-document-json.md) ----
+
+Json TextJson(const inspect::Text& t) { return t.value; }
+
+template <class T>
+Json Optional(const std::optional<T>& value) {
+  return value ? Json(*value) : Json(nullptr);
+}
+
+const char* KindName(inspect::BlockKind kind) {
+  using K = inspect::BlockKind;
+  switch (kind) {
+    case K::GenParams: return "GenParams";
+    case K::SupParams: return "SupParams";
+    case K::FxdParams: return "FxdParams";
+    case K::KeyEvents: return "KeyEvents";
+    case K::LnkParams: return "LnkParams";
+    case K::DataPts: return "DataPts";
+    case K::Cksum: return "Cksum";
+    case K::Other: return "other";
+  }
+  return "other";
+}
+
+const char* StatusName(inspect::ChecksumStatus status) {
+  using S = inspect::ChecksumStatus;
+  switch (status) {
+    case S::Ok: return "ok";
+    case S::OkWithFieldAsZero: return "ok-with-field-as-zero";
+    case S::Zero: return "zero";
+    case S::Mismatch: return "mismatch";
+    case S::NoChecksumBlock: return "no-checksum-block";
+  }
+  return "mismatch";
+}
+
+void BlockTail(Json& j, const inspect::BlockInfo& info) {
+  j["missingField"] = info.missingField.empty() ? Json(nullptr) : Json(info.missingField);
+  j["extraBytes"] = info.extra.size;
+}
+
+Json DocumentJson(const inspect::SorDocument& doc) {
+  using namespace inspect;
+  Json d;
+  d["version"] = doc.version;
+  d["mapRevision"] = doc.mapRevision;
+  d["mapSize"] = doc.mapSize;
+  d["blockCount"] = doc.blockCount;
+  Json map = Json::array();
+  for (const MapEntry& e : doc.map) {
+    map.push_back(Json{{"name", e.name.value},
+                       {"revision", e.revision},
+                       {"size", e.size},
+                       {"offset", e.offset},
+                       {"bodyOffset", e.body.offset},
+                       {"bodySize", e.body.size},
+                       {"kind", KindName(e.kind)},
+                       {"decoded", e.decoded}});
+  }
+  d["map"] = map;
+  if (doc.genParams) {
+    const GenParams& g = *doc.genParams;
+    Json j{{"languageCode", TextJson(g.languageCode)},
+           {"cableId", TextJson(g.cableId)},
+           {"fiberId", TextJson(g.fiberId)},
+           {"fiberType", Optional(g.fiberType)},
+           {"nominalWavelength", g.nominalWavelength},
+           {"originatingLocation", TextJson(g.originatingLocation)},
+           {"terminatingLocation", TextJson(g.terminatingLocation)},
+           {"cableCode", TextJson(g.cableCode)},
+           {"currentDataFlag", TextJson(g.currentDataFlag)},
+           {"userOffset", g.userOffset},
+           {"userOffsetDistance", Optional(g.userOffsetDistance)},
+           {"operator", TextJson(g.operatorName)},
+           {"comment", TextJson(g.comment)}};
+    BlockTail(j, g);
+    d["GenParams"] = j;
+  } else {
+    d["GenParams"] = nullptr;
+  }
+  if (doc.supParams) {
+    const SupParams& s = *doc.supParams;
+    Json j{{"supplier", TextJson(s.supplier)},         {"mainframeId", TextJson(s.mainframeId)},
+           {"mainframeSerial", TextJson(s.mainframeSerial)}, {"moduleId", TextJson(s.moduleId)},
+           {"moduleSerial", TextJson(s.moduleSerial)}, {"softwareRevision", TextJson(s.softwareRevision)},
+           {"other", TextJson(s.other)}};
+    BlockTail(j, s);
+    d["SupParams"] = j;
+  } else {
+    d["SupParams"] = nullptr;
+  }
+  if (doc.fxdParams) {
+    const FxdParams& f = *doc.fxdParams;
+    Json widths = Json::array();
+    for (std::size_t k = 0; k < f.pulseWidths.size(); ++k) {
+      widths.push_back(Json{{"pulseWidth", f.pulseWidths[k]},
+                            {"sampleSpacing", k < f.sampleSpacing.size() ? Json(f.sampleSpacing[k]) : Json(nullptr)},
+                            {"sampleCount", k < f.sampleCount.size() ? Json(f.sampleCount[k]) : Json(nullptr)}});
+    }
+    Json j{{"dateTime", f.dateTime},
+           {"distanceUnit", TextJson(f.distanceUnit)},
+           {"actualWavelength", f.actualWavelength},
+           {"acquisitionOffset", f.acquisitionOffset},
+           {"acquisitionOffsetDistance", Optional(f.acquisitionOffsetDistance)},
+           {"pulseWidthCount", f.pulseWidthCount},
+           {"pulseWidths", widths},
+           {"groupIndex", f.groupIndex},
+           {"backscatterCoefficient", f.backscatterCoefficient},
+           {"averages", f.averages},
+           {"averagingTime", Optional(f.averagingTime)},
+           {"acquisitionRange", f.acquisitionRange},
+           {"acquisitionRangeDistance", Optional(f.acquisitionRangeDistance)},
+           {"frontPanelOffset", f.frontPanelOffset},
+           {"noiseFloorLevel", f.noiseFloorLevel},
+           {"noiseFloorScaleFactor", f.noiseFloorScaleFactor},
+           {"powerOffsetFirstPoint", f.powerOffsetFirstPoint},
+           {"lossThreshold", f.lossThreshold},
+           {"reflectanceThreshold", f.reflectanceThreshold},
+           {"endOfFiberThreshold", f.endOfFiberThreshold},
+           {"traceType", f.traceType ? Json(f.traceType->value) : Json(nullptr)},
+           {"windowCoordinates", f.windowCoordinates ? Json(*f.windowCoordinates) : Json(nullptr)}};
+    BlockTail(j, f);
+    d["FxdParams"] = j;
+  } else {
+    d["FxdParams"] = nullptr;
+  }
+  if (doc.keyEvents) {
+    const KeyEvents& k = *doc.keyEvents;
+    Json events = Json::array();
+    for (const KeyEvent& e : k.events) {
+      events.push_back(Json{{"number", e.number},
+                            {"travelTime", e.travelTime},
+                            {"slope", e.slope},
+                            {"spliceLoss", e.spliceLoss},
+                            {"reflectance", e.reflectance},
+                            {"code", TextJson(e.code)},
+                            {"lossTechnique", TextJson(e.lossTechnique)},
+                            {"markers", e.markers ? Json(*e.markers) : Json(nullptr)},
+                            {"comment", TextJson(e.comment)}});
+    }
+    Json summary = nullptr;
+    if (k.summary) {
+      const KeyEventsSummary& s = *k.summary;
+      summary = Json{{"totalLoss", s.totalLoss},
+                     {"lossStart", s.lossStart},
+                     {"lossEnd", s.lossEnd},
+                     {"opticalReturnLoss", s.opticalReturnLoss},
+                     {"returnLossStart", s.returnLossStart},
+                     {"returnLossEnd", s.returnLossEnd}};
+    }
+    Json j{{"eventCount", k.eventCount}, {"events", events}, {"summary", summary}};
+    BlockTail(j, k);
+    d["KeyEvents"] = j;
+  } else {
+    d["KeyEvents"] = nullptr;
+  }
+  if (doc.dataPts) {
+    const DataPts& p = *doc.dataPts;
+    Json groups = Json::array();
+    for (const DataGroup& g : p.groups) {
+      groups.push_back(Json{{"count", g.count}, {"scaleFactor", g.scaleFactor}, {"samplesHeld", g.samples.size()}});
+    }
+    Json j{{"sampleCount", p.sampleCount}, {"groupCount", p.groupCount}, {"interleaved", p.interleaved},
+           {"groups", groups}};
+    BlockTail(j, p);
+    d["DataPts"] = j;
+  } else {
+    d["DataPts"] = nullptr;
+  }
+  d["Cksum"] = doc.cksum ? Json{{"stored", doc.cksum->stored}} : Json(nullptr);
+  Json others = Json::array();
+  for (const MapEntry& e : doc.map) {
+    if (!e.decoded) others.push_back(Json{{"name", e.name.value}, {"revision", e.revision}, {"size", e.size}});
+  }
+  d["otherBlocks"] = others;
+  d["trailingBytes"] = doc.trailing.size;
+  d["checksum"] = Json{{"status", StatusName(doc.checksum.status)},
+                       {"stored", doc.checksum.stored},
+                       {"computed", doc.checksum.computed},
+                       {"text", doc.checksum.Text()}};
+  Json warnings = Json::array();
+  for (const Warning& w : doc.warnings) warnings.push_back(Json{{"code", w.code}, {"message", w.message}});
+  d["warnings"] = warnings;
+  return d;
+}
+
 }  // namespace
 
 std::string InfoJson(const FileReport& r) {
@@ -245,6 +432,8 @@ std::string InfoJson(const FileReport& r) {
   j["map"] = r.sor ? MapJson(r) : Json(nullptr);
   j["blocks"] = r.sor && !r.trace ? BlocksJson(r) : Json(nullptr);
   j["trace"] = r.trace ? TraceJson(*r.trace) : Json(nullptr);
+  j["document"] = r.document && !r.trace ? DocumentJson(*r.document) : Json(nullptr);
+  j["documentError"] = r.documentFailure ? FailureJson(*r.documentFailure) : Json(nullptr);
   // Texts come from files and may hold any character; invalid UTF-8 is replaced.
   return j.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "document_view.h"
 #include "info.h"
 #include "names.h"
 #include "text_table.h"
@@ -217,12 +218,18 @@ int DistanceDecimals(int32_t units) {
 
 std::string InfoText(const FileReport& r) {
   std::string out = r.path + "\n";
-  if (r.sor) out += MapSection(r);
-  if (r.trace) {
-    out += TraceSection(*r.trace);
-  } else if (r.sor) {
-    out += BlocksSection(r);
+  if (r.document && !r.trace) {
+    // Everything the inspection reader found, then why the object model refuses it.
+    out += DocumentText(*r.document);
+  } else {
+    if (r.sor) out += MapSection(r);
+    if (r.trace) {
+      out += TraceSection(*r.trace);
+    } else if (r.sor) {
+      out += BlocksSection(r);
+    }
   }
+  if (r.documentFailure) out += "  Not read for inspection either: " + FailureText(*r.documentFailure) + "\n";
   for (const auto& note : r.notes) out += "  Note: " + note + "\n";
   if (r.failure) out += "  Not read as a trace: " + FailureText(*r.failure) + "\n";
   for (const auto& hint : r.hints) out += "  Why: " + hint + "\n";

@@ -38,7 +38,10 @@ int main(int argc, char** argv) {
   std::string output;
   bool json = false;
   int style = 0;
+  bool tsv = false;
   std::string extension;
+  bool toV1 = false;
+  bool fit = false;
 
   auto addIgnoreCRC = [&](CLI::App* command) {
     command->add_flag("--ignore-crc", options.ignoreCRC, "Read SOR files whose checksum does not match");
@@ -51,17 +54,24 @@ int main(int argc, char** argv) {
   info->add_flag("--json", json, "One JSON object per file and line (fields: docs/tarnvik-info.md)");
   addIgnoreCRC(info);
 
-  CLI::App* dump = app.add_subcommand("dump", "Write the samples as text (CTrace::DumpSamples).");
+  CLI::App* dump = app.add_subcommand(
+      "dump", "Write the samples as text (CTrace::DumpSamples), or with --tsv distance and level of any SR-4731 file.");
   dump->add_option("FILE", files, "Trace files")->required();
-  dump->add_option("--style", style, "0: one sample a line; 1: index and sample; 2: with the position conversions")
-      ->check(CLI::Range(0, 2))
-      ->default_val(0);
+  CLI::Option* styleOption =
+      dump->add_option("--style", style, "0: one sample a line; 1: index and sample; 2: with the position conversions")
+          ->check(CLI::Range(0, 2))
+          ->default_val(0);
+  dump->add_flag("--tsv", tsv,
+                 "Any SR-4731 file, version 1 or 2, as read for inspection: group, distance and level, tab-separated, "
+                 "after a header line naming the units and the offsets left out")
+      ->excludes(styleOption);
   dump->add_option("-o,--output", output,
                    "Output file (one FILE) or existing folder (several FILEs); standard output if not given");
   addIgnoreCRC(dump);
 
-  CLI::App* plot = app.add_subcommand("plot", "Draw each trace as an SVG picture: level against distance, events, "
-                                              "cursors.");
+  CLI::App* plot = app.add_subcommand(
+      "plot", "Draw each trace as an SVG picture: level against distance, events, cursors. A SOR file that does not "
+              "become a trace is drawn as read: one curve per scale-factor group or pulse width.");
   plot->add_option("FILE", files, "Trace files")->required();
   plot->add_option("-o,--output", output,
                    "Output .svg (one FILE) or existing folder (several FILEs); FILE's name with .svg if not given");
@@ -76,7 +86,15 @@ int main(int argc, char** argv) {
                       "(with --to)")
       ->required()
       ->expected(2, -1);
-  convert->add_option("--to", extension, "Extension of the files written into FOLDER (\"sor\", \"trc\", ...)");
+  CLI::Option* toOption =
+      convert->add_option("--to", extension, "Extension of the files written into FOLDER (\"sor\", \"trc\", ...)");
+  CLI::Option* toV1Option = convert->add_flag(
+      "--to-v1", toV1,
+      "IN OUT: build from any SR-4731 file a version-1 file this library loads, proved by loading it before it "
+      "counts; values the library refuses are listed and stop the conversion unless --fit is given");
+  toV1Option->excludes(toOption);
+  convert->add_flag("--fit", fit, "With --to-v1: change each refused value in the way that loses least, and say so")
+      ->needs(toV1Option);
   addIgnoreCRC(convert);
 
   DownloadOptions download;
@@ -116,12 +134,19 @@ int main(int argc, char** argv) {
   std::cerr.tie(&std::cout);
   LogCapture log;
   if (info->parsed()) return RunInfo(files, json, options, log, std::cout, std::cerr);
-  if (dump->parsed()) return RunDump(files, style, output, options, log, std::cout, std::cerr);
+  if (dump->parsed()) return RunDump(files, style, tsv, output, options, log, std::cout, std::cerr);
   if (plot->parsed()) return RunPlot(files, output, options, log, std::cout, std::cerr);
   if (downloadCommand->parsed()) {
     std::signal(SIGINT, OnInterrupt);
     download.cancelRequested = [] { return interrupted.load(); };
     return RunDownload(download, options, log, std::cout, std::cerr);
+  }
+  if (toV1) {
+    if (paths.size() != 2) {
+      std::cerr << "tarnvik convert --to-v1: give one input and one output\n";
+      return 2;
+    }
+    return RunConvertToV1(paths[0], paths[1], fit, log, std::cout, std::cerr);
   }
   const std::vector<std::string> inputs(paths.begin(), paths.end() - 1);
   return RunConvert(inputs, paths.back(), extension, options, log, std::cout, std::cerr);

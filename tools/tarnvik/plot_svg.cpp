@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <optional>
 
+#include "document_view.h"
 #include "info.h"
 #include "names.h"
 #include "trace_view.h"
@@ -323,6 +325,135 @@ std::string RenderTraceSvg(const CTrace& t, const std::string& title) {
       s += Text(cols[4], row, ReflectanceText(e->Reflectance(), 1));
       s += Text(cols[5], row, Fixed(e->Level(), 3));
       s += Text(cols[6], row, e->Comment());
+    }
+    s += "</g>\n";
+  }
+  s += "</svg>\n";
+  return s;
+}
+
+std::string RenderDocumentSvg(const inspect::SorDocument& doc, const std::string& title) {
+  const inspect::TracePoints points = inspect::ComputeTracePoints(doc);
+  const bool byDistance = !points.distances.empty();
+  const std::string unit = byDistance ? (points.unit == "mt" ? std::string("m") : points.unit) : "";
+  const auto position = [&](std::size_t i) { return byDistance ? points.distances[i] : static_cast<double>(i); };
+  const std::size_t n = points.levels.size();
+  const auto curves = DocumentCurves(doc);
+
+  double last = n > 1 ? position(n - 1) : 1.0;
+  for (std::size_t i = 0; i < n; ++i) last = std::max(last, position(i));
+  const auto xTicks = NiceTicks(0.0, last > 0 ? last : 1.0, 10);
+  const Scale x(xTicks.front(), xTicks.back(), kLeft, kLeft + kPlotWidth);
+  double levelLo = 0, levelHi = 0;
+  bool any = false;
+  for (const double v : points.levels) {
+    if (!std::isfinite(v)) continue;
+    levelLo = any ? std::min(levelLo, v) : v;
+    levelHi = any ? std::max(levelHi, v) : v;
+    any = true;
+  }
+  if (!any) levelLo = -1;
+  const auto yTicks = NiceTicks(levelLo, levelHi, 8);
+  const Scale y(yTicks.front(), yTicks.back(), kTop + kPlotHeight, kTop);
+  const double legendTop = kTop + kPlotHeight + 64;
+  const double height = legendTop + (curves.size() > 1 ? static_cast<double>(curves.size()) * kRowHeight : 0) + 16;
+
+  std::string subtitle = "SR-4731 version " + std::to_string(doc.version);
+  if (doc.genParams) subtitle += ", " + std::to_string(doc.genParams->nominalWavelength) + " nm";
+  subtitle += ", " + std::to_string(n) + " samples; not a trace of the library: drawn from the file as read";
+  if (byDistance) subtitle += ", distance from the first sample, no offset applied";
+
+  std::string s;
+  s += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+  s += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(kWidth) + "\" height=\"" + Num(height) +
+       "\" viewBox=\"0 0 " + Num(kWidth) + " " + Num(height) +
+       "\" font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" font-size=\"12\">\n";
+  s += "<title>" + XmlEscape(title) + "</title>\n";
+  s += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
+  s += "<defs><clipPath id=\"plot-area\"><rect x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" +
+       Num(kPlotWidth) + "\" height=\"" + Num(kPlotHeight) + "\"/></clipPath></defs>\n";
+  s += Text(kLeft, 26, title, "font-size=\"17\" font-weight=\"bold\" fill=\"#222\"");
+  s += Text(kLeft, 46, subtitle, "fill=\"#555\"");
+  if (!points.note.empty()) s += Text(kLeft, 66, points.note, "fill=\"#555\"");
+
+  s += "<g class=\"axis\" stroke=\"#e3e3e3\" stroke-width=\"1\">\n";
+  for (const double v : xTicks) s += "<line x1=\"" + Num(x(v)) + "\" y1=\"" + Num(kTop) + "\" x2=\"" + Num(x(v)) +
+                                     "\" y2=\"" + Num(kTop + kPlotHeight) + "\"/>\n";
+  for (const double v : yTicks) s += "<line x1=\"" + Num(kLeft) + "\" y1=\"" + Num(y(v)) + "\" x2=\"" +
+                                     Num(kLeft + kPlotWidth) + "\" y2=\"" + Num(y(v)) + "\"/>\n";
+  s += "</g>\n";
+  s += "<rect class=\"axis\" x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" + Num(kPlotWidth) +
+       "\" height=\"" + Num(kPlotHeight) + "\" fill=\"none\" stroke=\"#444\" stroke-width=\"1\"/>\n";
+  s += "<g class=\"axis\" fill=\"#333\">\n";
+  const int xd = StepDecimals(xTicks[1] - xTicks[0]);
+  for (const double v : xTicks) s += Text(x(v), kTop + kPlotHeight + 17, Fixed(v, xd), "text-anchor=\"middle\"");
+  const int yd = StepDecimals(yTicks[1] - yTicks[0]);
+  for (const double v : yTicks) s += Text(kLeft - 8, y(v) + 4, Fixed(v, yd), "text-anchor=\"end\"");
+  s += Text(kLeft + kPlotWidth / 2, kTop + kPlotHeight + 40, byDistance ? "Distance (" + unit + ")" : "Sample",
+            "text-anchor=\"middle\" font-size=\"13\"");
+  s += "<text transform=\"translate(22 " + Num(kTop + kPlotHeight / 2) +
+       ") rotate(-90)\" text-anchor=\"middle\" font-size=\"13\">Level (dB)</text>\n";
+  s += "</g>\n";
+
+  // Each curve at most two points per pixel column, as for a trace; levels in
+  // thousandths of a dB so that the same decimation serves.
+  const char* colours[] = {kTraceColour, "#d62728", "#2a9d3a", "#e67e22", "#8e44ad", "#7b3f00"};
+  if (n == 0) {
+    s += Text(kLeft + kPlotWidth / 2, kTop + kPlotHeight / 2, "No samples",
+              "text-anchor=\"middle\" font-size=\"16\" fill=\"#999\"");
+  }
+  std::size_t c = 0;
+  for (const Curve& curve : curves) {
+    const char* colour = colours[c++ % std::size(colours)];
+    if (curve.count == 0) continue;
+    std::vector<int32_t> values;
+    values.reserve(curve.count);
+    for (std::size_t i = curve.first; i < curve.first + curve.count && i < n; ++i) {
+      values.push_back(std::isfinite(points.levels[i]) ? static_cast<int32_t>(std::lround(-points.levels[i] * 1000))
+                                                       : 0);
+    }
+    const double span = x(position(curve.first + values.size() - 1)) - x(position(curve.first));
+    const int columns = std::max(1, static_cast<int>(std::ceil(span)));
+    std::string d;
+    for (const auto& p : DecimateMinMax(values, columns)) {
+      const std::size_t i = curve.first + static_cast<std::size_t>(p.index);
+      d += (d.empty() ? "M" : " L") + Num(x(position(i))) + " " + Num(y(-p.value / 1000.0));
+    }
+    s += "<path class=\"curve\" data-name=\"" + XmlEscape(curve.name) +
+         "\" clip-path=\"url(#plot-area)\" fill=\"none\" stroke=\"" + colour +
+         "\" stroke-width=\"1.2\" stroke-linejoin=\"round\" d=\"" + d + "\"/>\n";
+  }
+
+  // Key events: a dotted line at the distance of their travel time and a numbered badge.
+  if (byDistance && doc.keyEvents && doc.fxdParams && doc.fxdParams->groupIndex > 0) {
+    const double perTime = 1e-10 * inspect::kSpeedOfLight / (doc.fxdParams->groupIndex * 1e-5) / points.metresPerUnit;
+    for (const auto& e : doc.keyEvents->events) {
+      const double dist = e.travelTime * perTime;
+      if (!x.Contains(dist)) continue;
+      const double ex = x(dist), by = kTop - 11;
+      const char* colour = ColourOf(e.kind == inspect::EventKind::NonReflective ? Kind::NonReflective
+                                    : e.origin == inspect::EventOrigin::EndOfFiber ? Kind::End
+                                                                                   : Kind::Reflective);
+      s += "<g class=\"event\" data-number=\"" + std::to_string(e.number) + "\">\n";
+      s += "<line x1=\"" + Num(ex) + "\" y1=\"" + Num(by) + "\" x2=\"" + Num(ex) + "\" y2=\"" +
+           Num(kTop + kPlotHeight) + "\" stroke=\"" + colour + "\" stroke-opacity=\"0.55\" stroke-dasharray=\"2 3\"/>\n";
+      s += "<circle cx=\"" + Num(ex) + "\" cy=\"" + Num(by) + "\" r=\"9\" fill=\"" + colour + "\"/>\n";
+      s += Text(ex, by + 4, std::to_string(e.number),
+                "text-anchor=\"middle\" font-size=\"11\" font-weight=\"bold\" fill=\"#fff\"");
+      s += "</g>\n";
+    }
+  }
+
+  if (curves.size() > 1) {
+    s += "<g class=\"legend\" fill=\"#333\">\n";
+    double row = legendTop;
+    c = 0;
+    for (const Curve& curve : curves) {
+      const char* colour = colours[c++ % std::size(colours)];
+      s += "<line x1=\"" + Num(kLeft) + "\" y1=\"" + Num(row - 4) + "\" x2=\"" + Num(kLeft + 24) + "\" y2=\"" +
+           Num(row - 4) + "\" stroke=\"" + colour + "\" stroke-width=\"2\"/>\n";
+      s += Text(kLeft + 32, row, curve.name + " (" + std::to_string(curve.count) + " samples)");
+      row += kRowHeight;
     }
     s += "</g>\n";
   }

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "tarnvik/inspect/SorDocument.h"
 #include "tarnvik/trace/CTrace.h"
 
 namespace tarnvik::tool {
@@ -35,5 +36,12 @@ std::vector<PathPoint> DecimateMinMax(const std::vector<int32_t>& samples, int c
 
 // The whole picture; title is shown above the plot (usually the file name).
 std::string RenderTraceSvg(const CTrace& trace, const std::string& title);
+
+// A file that does not become a trace, as the inspection reader sees it: the level (dB
+// below the top of the scale) against the distance from the first sample in the file's
+// unit (no offset applied; the sample number when the file gives no distance), one
+// "curve" path per scale-factor group or pulse width (DocumentCurves) with a legend
+// when there are several, and the key events marked ("event" groups with data-number).
+std::string RenderDocumentSvg(const inspect::SorDocument& doc, const std::string& title);
 
 }  // namespace tarnvik::tool

@@ -3,6 +3,7 @@
 #include "file_report.h"
 #include "tarnvik/fileops/CFileOperations.h"
 #include "tarnvik/foundation/modFileUtil.h"
+#include "tarnvik/inspect/SorDocument.h"
 
 namespace tarnvik::tool {
 
@@ -37,6 +38,14 @@ FileReport ReadFileReport(const std::string& path, bool ignoreCRC, LogCapture& l
     if (report.sor) report.blockStates = BlockStatesAfterLoad(*report.sor, loaded ? std::nullopt : report.failure);
   }
   report.notes = LogNotes(log.Lines());
+  // A file that is not a trace is shown as the inspection reader sees it too.
+  if (report.sorPath && !report.trace && report.sor) {
+    try {
+      report.document = inspect::ReadSorDocument(path);
+    } catch (const Error& e) {
+      report.documentFailure = DescribeFailure(e, {});
+    }
+  }
   report.hints = ExplainFailure(report);
   return report;
 }

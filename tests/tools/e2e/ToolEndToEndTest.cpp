@@ -13,6 +13,7 @@
 #include <sstream>
 
 #include "support/Fixtures.h"
+#include "support/SorBytes.h"
 #include "support/XmlCheck.h"
 #include "tarnvik/sor/CSORFile.h"
 
@@ -255,6 +256,53 @@ TEST_F(ToolTest, ConvertRoundTripKeepsTheTrace) {
   EXPECT_EQ(Slurp(sor), Slurp(sor2));
   EXPECT_EQ(Slurp(sor).substr(0, 2), std::string("\x64\x00", 2)) << "map revision 100";
   EXPECT_EQ(Json::parse(Slurp(trc))["format"], "tarnvik-trace") << "the trace's own format";
+}
+
+TEST_F(ToolTest, FilesFromOtherInstrumentsAreShownPlottedDumpedAndConverted) {
+  // Version 2, 20,000 samples, a stored reflectance threshold of 40000.
+  const std::string v2 = Path("v2.sor"), out = Path("v1.sor");
+  WriteFileBytes(v2, MakeStandardSor({.groupSamples = {20000}}));
+
+  const Result info = Tool({"info", v2});
+  EXPECT_EQ(info.code, 1);
+  EXPECT_NE(info.out.find("  SR-4731 version 2: map revision 200"), std::string::npos) << info.out;
+  EXPECT_LT(info.out.find("  Checksum: ok"), info.out.find("  Not read as a trace: error 10513"));
+  EXPECT_NE(info.err.find("error 10513"), std::string::npos);
+  EXPECT_EQ(Json::parse(Tool({"info", "--json", v2}).out)["document"]["DataPts"]["sampleCount"], 20000);
+
+  const Result plot = Tool({"plot", v2, "-o", Path("v2.svg")});
+  ASSERT_EQ(plot.code, 0) << plot.err;
+  EXPECT_NE(plot.out.find("(not a trace, error 10513"), std::string::npos) << plot.out;
+  EXPECT_EQ(ParseXml(Slurp(Path("v2.svg"))).FindAll("class", "curve").size(), 1u);
+
+  const Result tsv = Tool({"dump", "--tsv", v2});
+  ASSERT_EQ(tsv.code, 0) << tsv.err;
+  EXPECT_EQ(Lines(tsv.out).size(), 20001u);
+  EXPECT_EQ(Tool({"dump", "--tsv", "--style", "1", v2}).code, 2);
+
+  // Refused without --fit: the values listed, nothing written; an existing output stays.
+  std::ofstream(out) << "old";
+  const Result refused = Tool({"convert", "--to-v1", v2, out});
+  EXPECT_EQ(refused.code, 1);
+  EXPECT_NE(refused.out.find("  Refused: 20,000 samples exceed the 16,377 one data block holds (error 6 from "
+                             "CSORFile:ParseDataPointsBlock())\n"),
+            std::string::npos)
+      << refused.out;
+  EXPECT_NE(refused.out.find("  Refused: stored reflectance threshold 40000"), std::string::npos);
+  EXPECT_NE(refused.err.find("not converted: 2 value(s)"), std::string::npos) << refused.err;
+  EXPECT_EQ(Slurp(out), "old");
+
+  const Result fitted = Tool({"convert", "--to-v1", v2, out, "--fit"});
+  ASSERT_EQ(fitted.code, 0) << fitted.err;
+  EXPECT_NE(fitted.out.find("  Dropped: fibre type 652; "), std::string::npos) << fitted.out;
+  EXPECT_NE(fitted.out.find("  Changed: samples decimated by 2: 20,000 -> 10,000"), std::string::npos);
+  EXPECT_NE(fitted.out.find("  Changed: reflectance threshold 40000 -> 0\n"), std::string::npos);
+  EXPECT_NE(fitted.out.find("loads with CSORFile and ReadTrace (2 value(s) changed)"), std::string::npos);
+  EXPECT_EQ(TraceOf(out)["Samples"], 10000);
+
+  EXPECT_EQ(Tool({"convert", "--to-v1", v2, Path("v1.trc"), "--fit"}).code, 2) << "only .sor is read as SR-4731";
+  EXPECT_EQ(Tool({"convert", "--fit", v2, Path("x.sor")}).code, 2) << "--fit needs --to-v1";
+  EXPECT_FALSE(fs::exists(Path("x.sor")));
 }
 
 TEST_F(ToolTest, UsageErrorsExitTwoAndHelpExitsZero) {

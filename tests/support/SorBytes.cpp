@@ -50,6 +50,20 @@ uint16_t Crc16(const Bytes& bytes, uint16_t start) {
   return static_cast<uint16_t>(crc);
 }
 
+namespace {
+
+// The image with the checksum of all its bytes appended, least significant byte first.
+Bytes WithChecksum(Bytes image, bool append) {
+  if (append) {
+    const uint16_t crc = Crc16(image);
+    image.push_back(static_cast<uint8_t>(crc & 0xFF));
+    image.push_back(static_cast<uint8_t>(crc >> 8));
+  }
+  return image;
+}
+
+}  // namespace
+
 Bytes AssembleSor(const std::vector<SorBlock>& blocks, bool withChecksum, int32_t mapRevision) {
   std::vector<SorBlock> all = blocks;
   if (withChecksum) all.push_back({"Cksum", 100, {}});
@@ -62,13 +76,7 @@ Bytes AssembleSor(const std::vector<SorBlock>& blocks, bool withChecksum, int32_
     file.Text(b.id).U16(static_cast<uint32_t>(b.revision)).I32(size);
   }
   for (std::size_t i = 0; i + (withChecksum ? 1 : 0) < all.size(); ++i) file.Raw(all[i].body);
-  Bytes image = file.bytes();
-  if (withChecksum) {
-    const uint16_t crc = Crc16(image);
-    image.push_back(static_cast<uint8_t>(crc & 0xFF));
-    image.push_back(static_cast<uint8_t>(crc >> 8));
-  }
-  return image;
+  return WithChecksum(file.bytes(), withChecksum);
 }
 
 Bytes AssembleSorV2(const std::vector<SorBlock>& blocks, bool withChecksum, int32_t mapRevision) {
@@ -87,13 +95,7 @@ Bytes AssembleSorV2(const std::vector<SorBlock>& blocks, bool withChecksum, int3
     if (bodySize(b) > 0) file.Text(b.id);
     file.Raw(b.body);
   }
-  Bytes image = file.bytes();
-  if (withChecksum) {
-    const uint16_t crc = Crc16(image);
-    image.push_back(static_cast<uint8_t>(crc & 0xFF));
-    image.push_back(static_cast<uint8_t>(crc >> 8));
-  }
-  return image;
+  return WithChecksum(file.bytes(), withChecksum);
 }
 
 uint16_t StandardSample(std::size_t group, std::size_t k) {

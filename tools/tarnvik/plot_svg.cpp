@@ -170,6 +170,51 @@ std::vector<PathPoint> DecimateMinMax(const std::vector<int32_t>& samples, int c
   return points;
 }
 
+namespace {
+
+// The picture's head, title and caption lines, grid, frame, tick labels and axis names,
+// shared by the trace plot and the plot of a file that is not a trace.
+std::string PlotFrame(double height, const std::string& title, const std::vector<std::string>& captions,
+                      const std::vector<double>& xTicks, const Scale& x, const std::vector<double>& yTicks,
+                      const Scale& y, const std::string& xLabel) {
+  std::string s;
+  s += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
+  s += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(kWidth) + "\" height=\"" + Num(height) +
+       "\" viewBox=\"0 0 " + Num(kWidth) + " " + Num(height) +
+       "\" font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" font-size=\"12\">\n";
+  s += "<title>" + XmlEscape(title) + "</title>\n";
+  s += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
+  s += "<defs><clipPath id=\"plot-area\"><rect x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" +
+       Num(kPlotWidth) + "\" height=\"" + Num(kPlotHeight) + "\"/></clipPath></defs>\n";
+  s += Text(kLeft, 26, title, "font-size=\"17\" font-weight=\"bold\" fill=\"#222\"");
+  for (std::size_t i = 0; i < captions.size(); ++i) {
+    s += Text(kLeft, 46 + 20 * static_cast<double>(i), captions[i], "fill=\"#555\"");
+  }
+
+  // Grid, axes and tick labels.
+  s += "<g class=\"axis\" stroke=\"#e3e3e3\" stroke-width=\"1\">\n";
+  for (const double v : xTicks) s += "<line x1=\"" + Num(x(v)) + "\" y1=\"" + Num(kTop) + "\" x2=\"" + Num(x(v)) +
+                                     "\" y2=\"" + Num(kTop + kPlotHeight) + "\"/>\n";
+  for (const double v : yTicks) s += "<line x1=\"" + Num(kLeft) + "\" y1=\"" + Num(y(v)) + "\" x2=\"" +
+                                     Num(kLeft + kPlotWidth) + "\" y2=\"" + Num(y(v)) + "\"/>\n";
+  s += "</g>\n";
+  s += "<rect class=\"axis\" x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" + Num(kPlotWidth) +
+       "\" height=\"" + Num(kPlotHeight) + "\" fill=\"none\" stroke=\"#444\" stroke-width=\"1\"/>\n";
+  s += "<g class=\"axis\" fill=\"#333\">\n";
+  const int xd = StepDecimals(xTicks[1] - xTicks[0]);
+  for (const double v : xTicks) s += Text(x(v), kTop + kPlotHeight + 17, Fixed(v, xd), "text-anchor=\"middle\"");
+  const int yd = StepDecimals(yTicks[1] - yTicks[0]);
+  for (const double v : yTicks) s += Text(kLeft - 8, y(v) + 4, Fixed(v, yd), "text-anchor=\"end\"");
+  s += Text(kLeft + kPlotWidth / 2, kTop + kPlotHeight + 40, xLabel,
+            "text-anchor=\"middle\" font-size=\"13\"");
+  s += "<text transform=\"translate(22 " + Num(kTop + kPlotHeight / 2) +
+       ") rotate(-90)\" text-anchor=\"middle\" font-size=\"13\">Level (dB)</text>\n";
+  s += "</g>\n";
+  return s;
+}
+
+}  // namespace
+
 std::string RenderTraceSvg(const CTrace& t, const std::string& title) {
   const auto units = t.DistanceUnits();
   const std::string unitName = UnitName(units);
@@ -197,37 +242,7 @@ std::string RenderTraceSvg(const CTrace& t, const std::string& title) {
   const double tableTop = kTop + kPlotHeight + 78;
   const double height = eventCount > 0 ? tableTop + (tableRows + 1) * kRowHeight + 16 : kTop + kPlotHeight + 64;
 
-  std::string s;
-  s += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  s += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(kWidth) + "\" height=\"" + Num(height) +
-       "\" viewBox=\"0 0 " + Num(kWidth) + " " + Num(height) +
-       "\" font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" font-size=\"12\">\n";
-  s += "<title>" + XmlEscape(title) + "</title>\n";
-  s += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
-  s += "<defs><clipPath id=\"plot-area\"><rect x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" +
-       Num(kPlotWidth) + "\" height=\"" + Num(kPlotHeight) + "\"/></clipPath></defs>\n";
-  s += Text(kLeft, 26, title, "font-size=\"17\" font-weight=\"bold\" fill=\"#222\"");
-  s += Text(kLeft, 46, Subtitle(t), "fill=\"#555\"");
-
-  // Grid, axes and tick labels.
-  s += "<g class=\"axis\" stroke=\"#e3e3e3\" stroke-width=\"1\">\n";
-  for (const double v : xTicks) s += "<line x1=\"" + Num(x(v)) + "\" y1=\"" + Num(kTop) + "\" x2=\"" + Num(x(v)) +
-                                     "\" y2=\"" + Num(kTop + kPlotHeight) + "\"/>\n";
-  for (const double v : yTicks) s += "<line x1=\"" + Num(kLeft) + "\" y1=\"" + Num(y(v)) + "\" x2=\"" +
-                                     Num(kLeft + kPlotWidth) + "\" y2=\"" + Num(y(v)) + "\"/>\n";
-  s += "</g>\n";
-  s += "<rect class=\"axis\" x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" + Num(kPlotWidth) +
-       "\" height=\"" + Num(kPlotHeight) + "\" fill=\"none\" stroke=\"#444\" stroke-width=\"1\"/>\n";
-  s += "<g class=\"axis\" fill=\"#333\">\n";
-  const int xd = StepDecimals(xTicks[1] - xTicks[0]);
-  for (const double v : xTicks) s += Text(x(v), kTop + kPlotHeight + 17, Fixed(v, xd), "text-anchor=\"middle\"");
-  const int yd = StepDecimals(yTicks[1] - yTicks[0]);
-  for (const double v : yTicks) s += Text(kLeft - 8, y(v) + 4, Fixed(v, yd), "text-anchor=\"end\"");
-  s += Text(kLeft + kPlotWidth / 2, kTop + kPlotHeight + 40, "Distance (" + unitName + ")",
-            "text-anchor=\"middle\" font-size=\"13\"");
-  s += "<text transform=\"translate(22 " + Num(kTop + kPlotHeight / 2) +
-       ") rotate(-90)\" text-anchor=\"middle\" font-size=\"13\">Level (dB)</text>\n";
-  s += "</g>\n";
+  std::string s = PlotFrame(height, title, {Subtitle(t)}, xTicks, x, yTicks, y, "Distance (" + unitName + ")");
 
   // The samples, at most two points per pixel column.
   if (samples.empty()) {
@@ -363,37 +378,10 @@ std::string RenderDocumentSvg(const inspect::SorDocument& doc, const std::string
   subtitle += ", " + std::to_string(n) + " samples; not a trace of the library: drawn from the file as read";
   if (byDistance) subtitle += ", distance from the first sample, no offset applied";
 
-  std::string s;
-  s += "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-  s += "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Num(kWidth) + "\" height=\"" + Num(height) +
-       "\" viewBox=\"0 0 " + Num(kWidth) + " " + Num(height) +
-       "\" font-family=\"DejaVu Sans, Helvetica, Arial, sans-serif\" font-size=\"12\">\n";
-  s += "<title>" + XmlEscape(title) + "</title>\n";
-  s += "<rect width=\"100%\" height=\"100%\" fill=\"#ffffff\"/>\n";
-  s += "<defs><clipPath id=\"plot-area\"><rect x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" +
-       Num(kPlotWidth) + "\" height=\"" + Num(kPlotHeight) + "\"/></clipPath></defs>\n";
-  s += Text(kLeft, 26, title, "font-size=\"17\" font-weight=\"bold\" fill=\"#222\"");
-  s += Text(kLeft, 46, subtitle, "fill=\"#555\"");
-  if (!points.note.empty()) s += Text(kLeft, 66, points.note, "fill=\"#555\"");
-
-  s += "<g class=\"axis\" stroke=\"#e3e3e3\" stroke-width=\"1\">\n";
-  for (const double v : xTicks) s += "<line x1=\"" + Num(x(v)) + "\" y1=\"" + Num(kTop) + "\" x2=\"" + Num(x(v)) +
-                                     "\" y2=\"" + Num(kTop + kPlotHeight) + "\"/>\n";
-  for (const double v : yTicks) s += "<line x1=\"" + Num(kLeft) + "\" y1=\"" + Num(y(v)) + "\" x2=\"" +
-                                     Num(kLeft + kPlotWidth) + "\" y2=\"" + Num(y(v)) + "\"/>\n";
-  s += "</g>\n";
-  s += "<rect class=\"axis\" x=\"" + Num(kLeft) + "\" y=\"" + Num(kTop) + "\" width=\"" + Num(kPlotWidth) +
-       "\" height=\"" + Num(kPlotHeight) + "\" fill=\"none\" stroke=\"#444\" stroke-width=\"1\"/>\n";
-  s += "<g class=\"axis\" fill=\"#333\">\n";
-  const int xd = StepDecimals(xTicks[1] - xTicks[0]);
-  for (const double v : xTicks) s += Text(x(v), kTop + kPlotHeight + 17, Fixed(v, xd), "text-anchor=\"middle\"");
-  const int yd = StepDecimals(yTicks[1] - yTicks[0]);
-  for (const double v : yTicks) s += Text(kLeft - 8, y(v) + 4, Fixed(v, yd), "text-anchor=\"end\"");
-  s += Text(kLeft + kPlotWidth / 2, kTop + kPlotHeight + 40, byDistance ? "Distance (" + unit + ")" : "Sample",
-            "text-anchor=\"middle\" font-size=\"13\"");
-  s += "<text transform=\"translate(22 " + Num(kTop + kPlotHeight / 2) +
-       ") rotate(-90)\" text-anchor=\"middle\" font-size=\"13\">Level (dB)</text>\n";
-  s += "</g>\n";
+  std::vector<std::string> captions = {subtitle};
+  if (!points.note.empty()) captions.push_back(points.note);
+  std::string s = PlotFrame(height, title, captions, xTicks, x, yTicks, y,
+                            byDistance ? "Distance (" + unit + ")" : "Sample");
 
   // Each curve at most two points per pixel column, as for a trace; levels in
   // thousandths of a dB so that the same decimation serves.

@@ -1,0 +1,35 @@
+// What an object shows at the prompt: "<tarnvik.CTrace 'a.sor' 1550 nm, 2 events, 16000
+// samples>". Classes with a description of their own have a Describe overload; the
+// others show their name, and collections their length (<tarnvik.CEvents 3 items>).
+#pragma once
+
+#include <string>
+
+#include "tarnvik/tarnvik.h"
+
+namespace tarnvik::python {
+
+std::string Describe(const CTrace& trace);
+std::string Describe(const CEvent& event);
+std::string Describe(const CSORFile& file);
+std::string Describe(const CBlock& block);
+std::string Describe(const CProprietaryBlock& block);
+std::string Describe(const CKTRCommand& command);
+std::string Describe(const CMap& map);
+
+// "<tarnvik.NAME DETAIL>", or "<tarnvik.NAME>" when detail is empty.
+std::string Enclosed(const char* name, const std::string& detail);
+
+template <class T>
+std::string Repr(const T& self, const char* name) {
+  if constexpr (requires { Describe(self); }) {
+    return Enclosed(name, Describe(self));
+  } else if constexpr (requires { self.Count(); self.begin(); }) {
+    const auto n = self.Count();
+    return Enclosed(name, std::to_string(n) + (n == 1 ? " item" : " items"));
+  } else {
+    return Enclosed(name, {});
+  }
+}
+
+}  // namespace tarnvik::python

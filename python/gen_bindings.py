@@ -235,7 +235,7 @@ class Writer:
             out.append(f'  c.def("__iter__", [](const {cls.name}& self) {{ return Snapshot(self).attr("__iter__")(); }});')
             out.append(f'  c.def("__getitem__", [](const {cls.name}& self, const py::object& index) {{\n'
                        f'    return Call("{cls.name}", "Get Item()", [&] {{\n'
-                       f'      if (py::isinstance<py::str>(index)) return self.{item.cpp_name}(index.cast<std::string>());\n'
+                       f'      if (py::isinstance<py::str>(index)) return self.{item.cpp_name}(TextFrom(index));\n'
                        f'      return self.{item.cpp_name}(PythonIndex(index, self.Count()));\n'
                        f'    }});\n  }});')
         out.append(f'  c.def("__repr__", [](const {cls.name}& self) {{ return Repr(self, "{cls.name}"); }});')

@@ -34,6 +34,13 @@ py::str TextToPy(const std::string& s) {
   return py::reinterpret_steal<py::str>(text);
 }
 
+std::string TextFrom(const py::handle& text) {
+  Py_ssize_t size = 0;
+  const char* utf8 = PyUnicode_AsUTF8AndSize(text.ptr(), &size);
+  if (utf8 == nullptr) throw py::error_already_set();
+  return std::string(utf8, static_cast<std::size_t>(size));
+}
+
 py::list StringsToPy(const std::vector<std::string>& texts) {
   py::list list;
   for (const auto& t : texts) list.append(TextToPy(t));

@@ -60,6 +60,8 @@ To Narrow(From value) {
 // an exception.
 py::str TextToPy(const std::string& s);
 py::list StringsToPy(const std::vector<std::string>& texts);
+// A str as UTF-8; one that cannot be (a lone surrogate) raises Python's UnicodeEncodeError.
+std::string TextFrom(const py::handle& text);
 
 // Dates are datetime.datetime both ways (naive, as the library keeps them); a number is
 // also taken as the library's day count.
@@ -98,7 +100,7 @@ T EventArgFrom(const py::handle& value) {
 // A collection's index or key: a str is a key, an int a 1-based position.
 template <class F>
 decltype(auto) WithIndexKey(const py::handle& key, F&& f) {
-  if (py::isinstance<py::str>(key)) return f(key.cast<std::string>());
+  if (py::isinstance<py::str>(key)) return f(TextFrom(key));
   if (py::isinstance<py::bool_>(key) || !py::isinstance<py::int_>(key)) {
     Raise(err::TypeMismatch, StandardDescription(err::TypeMismatch));
   }

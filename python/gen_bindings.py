@@ -279,7 +279,7 @@ class Writer:
             bp: list[str] = []
             body = self.call(cls, f"{m.name}()", f"self.{m.cpp_name}", m.params, [], m.type, bp)
             params = ", ".join(bp)
-            text = "\n".join("      " + b for b in body)
+            text = "\n".join("      " + b for b in "\n".join(body).splitlines())
             out.append(f'  m.def("{snake(m.name)}", []({params}) -> py::object {{\n'
                        f'      {cls.name} object;\n      {cls.name}& self = object;\n{text}\n    }}'
                        f'{self.py_args(m.params)});')

@@ -370,10 +370,10 @@ void BindDocument(py::module_& m) {
       "text", [](const ChecksumVerdict& v) { return TextToPy(v.Text()); }, "The verdict in words.");
   Repr<ChecksumVerdict>(verdict, "ChecksumVerdict", [](const ChecksumVerdict& v) { return v.Text(); });
 
-  Class<Warning> warning(m, "Warning", "One quirk the reader met: a code (\"trailing-bytes\" ...) and a sentence.");
+  Class<Warning> warning(m, "SorWarning", "One quirk the reader met: a code (\"trailing-bytes\" ...) and a sentence.");
   Field(warning, "code", &Warning::code);
   Field(warning, "message", &Warning::message);
-  Repr<Warning>(warning, "Warning", [](const Warning& w) { return w.code + ": " + w.message; });
+  Repr<Warning>(warning, "SorWarning", [](const Warning& w) { return w.code + ": " + w.message; });
 
   Class<DistanceOffsets> offsets(m, "DistanceOffsets",
                                  "The offsets a distance may include, none of them applied to distances.");

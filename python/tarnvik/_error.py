@@ -18,3 +18,6 @@ class Error(Exception):
 
     def __repr__(self) -> str:
         return f"tarnvik.Error({self.number!r}, {self.description!r}, {self.source!r})"
+
+
+Error.__module__ = "tarnvik"  # shown as tarnvik.Error in tracebacks

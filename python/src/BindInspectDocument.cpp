@@ -99,56 +99,6 @@ std::string Plural(std::size_t n, const char* word) {
   return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
 }
 
-// ---- Names of the reader's enumerations ----
-
-const char* KindName(BlockKind kind) {
-  switch (kind) {
-    case BlockKind::GenParams: return "GenParams";
-    case BlockKind::SupParams: return "SupParams";
-    case BlockKind::FxdParams: return "FxdParams";
-    case BlockKind::KeyEvents: return "KeyEvents";
-    case BlockKind::LnkParams: return "LnkParams";
-    case BlockKind::DataPts: return "DataPts";
-    case BlockKind::Cksum: return "Cksum";
-    case BlockKind::Other: return "Other";
-  }
-  return "Other";
-}
-
-const char* EventKindName(EventKind kind) {
-  switch (kind) {
-    case EventKind::NonReflective: return "non-reflective";
-    case EventKind::Reflective: return "reflective";
-    case EventKind::SaturatedReflective: return "saturated-reflective";
-    case EventKind::Unknown: return "unknown";
-  }
-  return "unknown";
-}
-
-const char* OriginName(EventOrigin origin) {
-  switch (origin) {
-    case EventOrigin::Found: return "found";
-    case EventOrigin::Added: return "added";
-    case EventOrigin::Moved: return "moved";
-    case EventOrigin::EndOfFiber: return "end-of-fiber";
-    case EventOrigin::OutOfRange: return "out-of-range";
-    case EventOrigin::Deleted: return "deleted";
-    case EventOrigin::Unknown: return "unknown";
-  }
-  return "unknown";
-}
-
-const char* StatusName(ChecksumStatus status) {
-  switch (status) {
-    case ChecksumStatus::Ok: return "ok";
-    case ChecksumStatus::OkWithFieldAsZero: return "ok-with-field-as-zero";
-    case ChecksumStatus::Zero: return "zero";
-    case ChecksumStatus::Mismatch: return "mismatch";
-    case ChecksumStatus::NoChecksumBlock: return "no-checksum-block";
-  }
-  return "mismatch";
-}
-
 std::size_t SamplesHeld(const SorDocument& doc) {
   std::size_t n = 0;
   if (doc.dataPts) {
@@ -205,7 +155,7 @@ void BindDocument(py::module_& m) {
         "(offset, size) of the block's own bytes as far as the file holds them, after the name text of a "
         "version-2 body.");
   entry.def_property_readonly(
-      "kind", [](const MapEntry& e) { return KindName(e.kind); },
+      "kind", [](const MapEntry& e) { return BlockKindName(e.kind); },
       "\"GenParams\", \"SupParams\", \"FxdParams\", \"KeyEvents\", \"LnkParams\", \"DataPts\", \"Cksum\" or "
       "\"Other\".");
   Field(entry, "decoded", &MapEntry::decoded,
@@ -293,12 +243,12 @@ void BindDocument(py::module_& m) {
       "The code's first character: \"non-reflective\" (0), \"reflective\" (1), \"saturated-reflective\" (2) "
       "or \"unknown\".");
   event.def_property_readonly(
-      "origin", [](const KeyEvent& e) { return OriginName(e.origin); },
+      "origin", [](const KeyEvent& e) { return EventOriginName(e.origin); },
       "The code's second character: \"found\" (F), \"added\" (A), \"moved\" (M), \"end-of-fiber\" (E), "
       "\"out-of-range\" (O), \"deleted\" (D) or \"unknown\".");
   Repr<KeyEvent>(event, "KeyEvent", [](const KeyEvent& e) {
     return std::to_string(e.number) + " " + Shown(e.code.value) + " " + EventKindName(e.kind) + " " +
-           OriginName(e.origin) + " at " + std::to_string(e.travelTime) + " (100 ps)";
+           EventOriginName(e.origin) + " at " + std::to_string(e.travelTime) + " (100 ps)";
   });
 
   Class<KeyEventsSummary> summary(m, "KeyEventsSummary", "The totals after the events; values as stored.");
@@ -362,7 +312,7 @@ void BindDocument(py::module_& m) {
 
   Class<ChecksumVerdict> verdict(m, "ChecksumVerdict", "What the checksum block says of the file.");
   verdict.def_property_readonly(
-      "status", [](const ChecksumVerdict& v) { return StatusName(v.status); },
+      "status", [](const ChecksumVerdict& v) { return ChecksumStatusName(v.status); },
       "\"ok\", \"ok-with-field-as-zero\", \"zero\", \"mismatch\" or \"no-checksum-block\".");
   Field(verdict, "stored", &ChecksumVerdict::stored);
   Field(verdict, "computed", &ChecksumVerdict::computed, "CRC-16/CCITT-FALSE over the bytes before the field.");
@@ -464,7 +414,7 @@ void BindDocument(py::module_& m) {
     return Enclosed("SorDocument", "version " + std::to_string(d.version) + ", " + Plural(d.map.size(), "block") +
                                        ", " + Plural(d.keyEvents ? d.keyEvents->events.size() : 0, "event") + ", " +
                                        Plural(SamplesHeld(d), "sample") + ", checksum " +
-                                       StatusName(d.checksum.status) + ", " + Plural(d.warnings.size(), "warning"));
+                                       ChecksumStatusName(d.checksum.status) + ", " + Plural(d.warnings.size(), "warning"));
   });
 }
 

@@ -542,6 +542,54 @@ std::shared_ptr<const SorDocument> Read(std::vector<uint8_t> bytes) {
 
 }  // namespace
 
+const char* BlockKindName(BlockKind kind) {
+  switch (kind) {
+    case BlockKind::GenParams: return "GenParams";
+    case BlockKind::SupParams: return "SupParams";
+    case BlockKind::FxdParams: return "FxdParams";
+    case BlockKind::KeyEvents: return "KeyEvents";
+    case BlockKind::LnkParams: return "LnkParams";
+    case BlockKind::DataPts: return "DataPts";
+    case BlockKind::Cksum: return "Cksum";
+    case BlockKind::Other: break;
+  }
+  return "other";
+}
+
+const char* ChecksumStatusName(ChecksumStatus status) {
+  switch (status) {
+    case ChecksumStatus::Ok: return "ok";
+    case ChecksumStatus::OkWithFieldAsZero: return "ok-with-field-as-zero";
+    case ChecksumStatus::Zero: return "zero";
+    case ChecksumStatus::Mismatch: return "mismatch";
+    case ChecksumStatus::NoChecksumBlock: return "no-checksum-block";
+  }
+  return "mismatch";
+}
+
+const char* EventKindName(EventKind kind) {
+  switch (kind) {
+    case EventKind::NonReflective: return "non-reflective";
+    case EventKind::Reflective: return "reflective";
+    case EventKind::SaturatedReflective: return "saturated-reflective";
+    case EventKind::Unknown: break;
+  }
+  return "unknown";
+}
+
+const char* EventOriginName(EventOrigin origin) {
+  switch (origin) {
+    case EventOrigin::Found: return "found";
+    case EventOrigin::Added: return "added";
+    case EventOrigin::Moved: return "moved";
+    case EventOrigin::EndOfFiber: return "end-of-fiber";
+    case EventOrigin::OutOfRange: return "out-of-range";
+    case EventOrigin::Deleted: return "deleted";
+    case EventOrigin::Unknown: break;
+  }
+  return "unknown";
+}
+
 std::string ChecksumVerdict::Text() const {
   switch (status) {
     case ChecksumStatus::Ok: return "ok";

@@ -224,6 +224,16 @@ inline constexpr const char* kMapSizeMismatch = "map-size-mismatch";     // byte
 inline constexpr const char* kZeroScaleFactor = "zero-scale-factor";
 }  // namespace warning
 
+// Short stable names for the reader's enumerations, as the tool's text and JSON views
+// and the language bindings show them: "GenParams" ... "Cksum", "other"; "ok",
+// "ok-with-field-as-zero", "zero", "mismatch", "no-checksum-block"; "non-reflective",
+// "reflective", "saturated-reflective", "unknown"; "found", "added", "moved",
+// "end-of-fiber", "out-of-range", "deleted", "unknown".
+const char* BlockKindName(BlockKind kind);
+const char* ChecksumStatusName(ChecksumStatus status);
+const char* EventKindName(EventKind kind);
+const char* EventOriginName(EventOrigin origin);
+
 // Immutable once read: ReadSorDocument hands it out as a pointer to const.
 struct SorDocument {
   SorDocument() = default;

@@ -45,7 +45,7 @@ def as_the_tool_shows_it(doc):
     out = {camel(k): d[k] for k in ("version", "map_revision", "map_size", "block_count")}
     out["map"] = [{"name": e["name"], "revision": e["revision"], "size": e["size"], "offset": e["offset"],
                    "bodyOffset": e["body"][0], "bodySize": e["body"][1],
-                   "kind": "other" if e["kind"] == "Other" else e["kind"], "decoded": e["decoded"]} for e in d["map"]]
+                   "kind": e["kind"], "decoded": e["decoded"]} for e in d["map"]]
     for key in ("gen_params", "sup_params", "fxd_params", "key_events", "data_pts", "cksum"):
         block = d[key]
         name = camel("_" + key)

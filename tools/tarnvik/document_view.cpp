@@ -31,20 +31,6 @@ void Line(std::string& out, const std::string& key, const std::string& value) {
   out += "    " + padded + value + "\n";
 }
 
-const char* KindName(BlockKind kind) {
-  switch (kind) {
-    case BlockKind::GenParams: return "GenParams";
-    case BlockKind::SupParams: return "SupParams";
-    case BlockKind::FxdParams: return "FxdParams";
-    case BlockKind::KeyEvents: return "KeyEvents";
-    case BlockKind::LnkParams: return "LnkParams";
-    case BlockKind::DataPts: return "DataPts";
-    case BlockKind::Cksum: return "Cksum";
-    case BlockKind::Other: return "other";
-  }
-  return "other";
-}
-
 // What every decoded block may add: the first field it did not hold, bytes after its
 // fields.
 void BlockTail(std::string& out, const BlockInfo& info) {
@@ -76,7 +62,7 @@ std::string DocumentText(const SorDocument& doc) {
     const std::string read = e.decoded ? "decoded"
                              : e.kind == BlockKind::Other || e.kind == BlockKind::LnkParams
                                  ? "kept as bytes (" + std::to_string(e.body.size) + ")"
-                                 : std::string("kept as bytes: second ") + KindName(e.kind);
+                                 : std::string("kept as bytes: second ") + BlockKindName(e.kind);
     map.Add({"\"" + e.name.value + "\"", std::to_string(e.revision), std::to_string(e.size), std::to_string(e.offset),
              read});
   }

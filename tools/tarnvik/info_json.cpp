@@ -242,33 +242,6 @@ Json Optional(const std::optional<T>& value) {
   return value ? Json(*value) : Json(nullptr);
 }
 
-const char* KindName(inspect::BlockKind kind) {
-  using K = inspect::BlockKind;
-  switch (kind) {
-    case K::GenParams: return "GenParams";
-    case K::SupParams: return "SupParams";
-    case K::FxdParams: return "FxdParams";
-    case K::KeyEvents: return "KeyEvents";
-    case K::LnkParams: return "LnkParams";
-    case K::DataPts: return "DataPts";
-    case K::Cksum: return "Cksum";
-    case K::Other: return "other";
-  }
-  return "other";
-}
-
-const char* StatusName(inspect::ChecksumStatus status) {
-  using S = inspect::ChecksumStatus;
-  switch (status) {
-    case S::Ok: return "ok";
-    case S::OkWithFieldAsZero: return "ok-with-field-as-zero";
-    case S::Zero: return "zero";
-    case S::Mismatch: return "mismatch";
-    case S::NoChecksumBlock: return "no-checksum-block";
-  }
-  return "mismatch";
-}
-
 void BlockTail(Json& j, const inspect::BlockInfo& info) {
   j["missingField"] = info.missingField.empty() ? Json(nullptr) : Json(info.missingField);
   j["extraBytes"] = info.extra.size;
@@ -289,7 +262,7 @@ Json DocumentJson(const inspect::SorDocument& doc) {
                        {"offset", e.offset},
                        {"bodyOffset", e.body.offset},
                        {"bodySize", e.body.size},
-                       {"kind", KindName(e.kind)},
+                       {"kind", inspect::BlockKindName(e.kind)},
                        {"decoded", e.decoded}});
   }
   d["map"] = map;
@@ -409,7 +382,7 @@ Json DocumentJson(const inspect::SorDocument& doc) {
   }
   d["otherBlocks"] = others;
   d["trailingBytes"] = doc.trailing.size;
-  d["checksum"] = Json{{"status", StatusName(doc.checksum.status)},
+  d["checksum"] = Json{{"status", inspect::ChecksumStatusName(doc.checksum.status)},
                        {"stored", doc.checksum.stored},
                        {"computed", doc.checksum.computed},
                        {"text", doc.checksum.Text()}};

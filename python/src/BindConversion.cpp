@@ -15,10 +15,6 @@ namespace {
 using inspect::ConversionIssue;
 using inspect::ConversionResult;
 
-std::string Counted(std::size_t n, const char* word) {
-  return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
-}
-
 }  // namespace
 
 void BindConversion(py::module_& m) {

@@ -95,10 +95,6 @@ std::string CutNote(const BlockInfo& info) {
   return info.missingField.empty() ? "" : ", cut at " + Shown(info.missingField);
 }
 
-std::string Plural(std::size_t n, const char* word) {
-  return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
-}
-
 std::size_t SamplesHeld(const SorDocument& doc) {
   std::size_t n = 0;
   if (doc.dataPts) {
@@ -161,7 +157,7 @@ void BindDocument(py::module_& m) {
   Field(entry, "decoded", &MapEntry::decoded,
         "False for a block kept as bytes (LnkParams, vendors' blocks, a second block of a standard name).");
   Repr<MapEntry>(entry, "MapEntry", [](const MapEntry& e) {
-    return Shown(e.name.value) + " revision " + std::to_string(e.revision) + ", " + Plural(e.size, "byte") +
+    return Shown(e.name.value) + " revision " + std::to_string(e.revision) + ", " + Counted(e.size, "byte") +
            " at " + std::to_string(e.offset) + (e.decoded ? "" : ", kept as bytes");
   });
 
@@ -225,7 +221,7 @@ void BindDocument(py::module_& m) {
   Field(fxd, "window_coordinates", &FxdParams::windowCoordinates, "Version 2: four integers.");
   BlockTail(fxd);
   Repr<FxdParams>(fxd, "FxdParams", [](const FxdParams& f) {
-    return "unit " + Shown(f.distanceUnit.value) + ", " + Plural(f.pulseWidths.size(), "pulse width") + CutNote(f);
+    return "unit " + Shown(f.distanceUnit.value) + ", " + Counted(f.pulseWidths.size(), "pulse width") + CutNote(f);
   });
 
   Class<KeyEvent> event(m, "KeyEvent", "One key event; values as stored.");
@@ -277,7 +273,7 @@ void BindDocument(py::module_& m) {
   BlockTail(events);
   Repr<KeyEvents>(events, "KeyEvents", [](const KeyEvents& k) {
     const std::string held = k.events.size() == k.eventCount ? "" : std::to_string(k.events.size()) + " of ";
-    return held + Plural(k.eventCount, "event") + CutNote(k);
+    return held + Counted(k.eventCount, "event") + CutNote(k);
   });
 
   Class<DataGroup> group(m, "DataGroup", "One scale factor's samples.");
@@ -287,7 +283,7 @@ void BindDocument(py::module_& m) {
       "samples", [](const DataGroup& g) { return ArrayOf(g.samples); },
       "The samples the block holds (at most count), as a uint16 array (a copy).");
   Repr<DataGroup>(group, "DataGroup", [](const DataGroup& g) {
-    return Plural(g.samples.size(), "sample") + ", scale factor " + std::to_string(g.scaleFactor);
+    return Counted(g.samples.size(), "sample") + ", scale factor " + std::to_string(g.scaleFactor);
   });
 
   Class<DataPts> data(m, "DataPts", "The data points block.");
@@ -302,7 +298,7 @@ void BindDocument(py::module_& m) {
   Repr<DataPts>(data, "DataPts", [](const DataPts& d) {
     std::size_t held = 0;
     for (const DataGroup& g : d.groups) held += g.samples.size();
-    return Plural(d.groups.size(), "group") + ", " + Plural(held, "sample") + CutNote(d);
+    return Counted(d.groups.size(), "group") + ", " + Counted(held, "sample") + CutNote(d);
   });
 
   Class<Cksum> cksum(m, "Cksum", "The checksum block.");
@@ -411,10 +407,10 @@ void BindDocument(py::module_& m) {
       "distances, distance_unit, metres_per_unit, points_note).");
   doc.def("__repr__", [](const Document& self) {
     const SorDocument& d = *self.doc;
-    return Enclosed("SorDocument", "version " + std::to_string(d.version) + ", " + Plural(d.map.size(), "block") +
-                                       ", " + Plural(d.keyEvents ? d.keyEvents->events.size() : 0, "event") + ", " +
-                                       Plural(SamplesHeld(d), "sample") + ", checksum " +
-                                       ChecksumStatusName(d.checksum.status) + ", " + Plural(d.warnings.size(), "warning"));
+    return Enclosed("SorDocument", "version " + std::to_string(d.version) + ", " + Counted(d.map.size(), "block") +
+                                       ", " + Counted(d.keyEvents ? d.keyEvents->events.size() : 0, "event") + ", " +
+                                       Counted(SamplesHeld(d), "sample") + ", checksum " +
+                                       ChecksumStatusName(d.checksum.status) + ", " + Counted(d.warnings.size(), "warning"));
   });
 }
 

@@ -37,12 +37,19 @@ std::string Enclosed(const char* name, const std::string& detail) {
   return text;
 }
 
+std::string Counted(std::size_t n, const char* word) {
+  std::string text = std::to_string(n);
+  text.append(" ").append(word);
+  if (n != 1) text.push_back('s');
+  return text;
+}
+
 std::string Describe(const CTrace& trace) {
   const int32_t events = trace.Events() ? trace.Events()->Count() : 0;
   std::string text = trace.FileName().empty() ? std::string("(no file)") : Quoted(trace.FileName());
   text += " " + std::to_string(trace.NominalWavelength()) + " nm";
-  text += ", " + std::to_string(events) + (events == 1 ? " event" : " events");
-  text += ", " + std::to_string(trace.Samples()) + (trace.Samples() == 1 ? " sample" : " samples");
+  text += ", " + Counted(static_cast<std::size_t>(events), "event");
+  text += ", " + Counted(static_cast<std::size_t>(trace.Samples()), "sample");
   return text;
 }
 
@@ -60,7 +67,7 @@ std::string Describe(const CSORFile& file) {
   const auto map = file.MapBlock();
   const int32_t blocks = map && map->MapBlocks() ? map->MapBlocks()->Count() : 0;
   return (file.FileName().empty() ? std::string("(no file)") : Quoted(file.FileName())) + ", " +
-         std::to_string(blocks) + (blocks == 1 ? " block" : " blocks") + " in its map";
+         Counted(static_cast<std::size_t>(blocks), "block") + " in its map";
 }
 
 std::string Describe(const CBlock& block) {

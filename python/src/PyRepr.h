@@ -3,6 +3,7 @@
 // others show their name, and collections their length (<tarnvik.CEvents 3 items>).
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "tarnvik/tarnvik.h"
@@ -19,6 +20,8 @@ std::string Describe(const CMap& map);
 
 // "<tarnvik.NAME DETAIL>", or "<tarnvik.NAME>" when detail is empty.
 std::string Enclosed(const char* name, const std::string& detail);
+// "1 event", "3 events".
+std::string Counted(std::size_t n, const char* word);
 
 template <class T>
 std::string Repr(const T& self, const char* name) {
@@ -26,7 +29,7 @@ std::string Repr(const T& self, const char* name) {
     return Enclosed(name, Describe(self));
   } else if constexpr (requires { self.Count(); self.begin(); }) {
     const auto n = self.Count();
-    return Enclosed(name, std::to_string(n) + (n == 1 ? " item" : " items"));
+    return Enclosed(name, Counted(static_cast<std::size_t>(n), "item"));
   } else {
     return Enclosed(name, {});
   }

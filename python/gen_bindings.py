@@ -51,14 +51,7 @@ class Writer:
 
     # Types -------------------------------------------------------------------------------
     def cpp_type(self, t: sf.Type) -> str:
-        if t.cpp:
-            return t.cpp
-        if t.name in self.s.classes:
-            return f"std::shared_ptr<{t.name}>"
-        if t.name in self.s.enums:
-            return t.name
-        return {"String": "std::string", "Date": "Date", "Variant": "Variant", "Bytes": "ByteArray",
-                "Strings": "std::vector<std::string>"}.get(t.name, sf.SCALARS[t.name])
+        return self.s.cpp_type(t)  # the bindings sit in namespace tarnvik
 
     def binding_type(self, t: sf.Type) -> str:
         """The type the Python side of a binding takes; pybind11 converts to it."""
@@ -168,22 +161,32 @@ class Writer:
         inner = "\n".join("    " + b for b in body + [tail])
         return [f'return Call("{cls.name}", "{procedure}", [&]() -> py::object {{', inner, "});"]
 
-    def py_args(self, params: list[sf.Param]) -> str:
-        """The pybind11 argument list (names and defaults)."""
-        out = []
+    def python_params(self, params: list[sf.Param]):
+        """(name, param, default) of each argument a Python caller passes: the default is
+        None for one that may be left out, the described default's text, or "" for none."""
         for p in params:
             if p.direction == "out":
                 continue
-            name = arg_name(p.name)
             if p.direction == "inout" or self.may_be_omitted(p):
-                out.append(f'py::arg("{name}") = py::none()')
+                yield arg_name(p.name), p, None
             elif p.optional and p.default is not None:
+                yield arg_name(p.name), p, p.default.strip()
+            else:
+                yield arg_name(p.name), p, ""
+
+    def py_args(self, params: list[sf.Param]) -> str:
+        """The pybind11 argument list (names and defaults)."""
+        out = []
+        for name, p, default in self.python_params(params):
+            if default is None:
+                out.append(f'py::arg("{name}") = py::none()')
+            elif default:
                 out.append(f'py::arg("{name}") = {self.cpp_type(p.type)}({self.py_default(p)})')
             else:
                 out.append(f'py::arg("{name}")')
         return "".join(", " + a for a in out)
 
-    def lambda_(self, cls: sf.Class, self_const: bool, binding_params: list[str], body: list[str]) -> str:
+    def lambda_(self, cls: sf.Class, binding_params: list[str], body: list[str]) -> str:
         params = ", ".join([f"{cls.name}& self"] + binding_params)
         text = "\n".join("      " + b for b in "\n".join(body).splitlines())
         return f"[]({params}) -> py::object {{\n{text}\n    }}"
@@ -199,34 +202,32 @@ class Writer:
                 if m.kind != "put":
                     bp: list[str] = []
                     body = self.call(cls, f"Get {m.name}()", f"self.{m.cpp_name}", [], [], m.type, bp)
-                    getter = f"py::cpp_function({self.lambda_(cls, True, bp, body)})"
+                    getter = f"py::cpp_function({self.lambda_(cls, bp, body)})"
                 if m.kind == "get":
                     out.append(f'  c.def_property_readonly("{py}", {getter});')
                     continue
                 bp = []
-                value = sf.Param("value", m.type)
                 body = self.call(cls, f"Let {m.name}()", f"self.Set{m.cpp_name}", [], [self.from_py(m.type, "value")],
                                  None, bp)
                 bp.append(f"{self.binding_type(m.type)} value")
-                setter = f"py::cpp_function({self.lambda_(cls, False, bp, body)})"
+                setter = f"py::cpp_function({self.lambda_(cls, bp, body)})"
                 out.append(f'  c.def_property("{py}", {getter}, {setter});')
-                del value
                 continue
             if m.kind in ("get", "prop"):  # indexed: a getter method and a set_ method
                 bp = []
                 body = self.call(cls, f"Get {m.name}()", f"self.{m.cpp_name}", m.params, [], m.type, bp)
-                out.append(f'  c.def("{py}", {self.lambda_(cls, True, bp, body)}{self.py_args(m.params)});')
+                out.append(f'  c.def("{py}", {self.lambda_(cls, bp, body)}{self.py_args(m.params)});')
             if m.kind in ("prop", "put") and m.params:
                 bp = []
                 body = self.call(cls, f"Let {m.name}()", f"self.Set{m.cpp_name}", m.params,
                                  [self.from_py(m.type, "value")], None, bp)
                 bp.append(f"{self.binding_type(m.type)} value")
-                out.append(f'  c.def("set_{py}", {self.lambda_(cls, False, bp, body)}'
+                out.append(f'  c.def("set_{py}", {self.lambda_(cls, bp, body)}'
                            f'{self.py_args(m.params)}, py::arg("value"));')
             if m.kind == "method":
                 bp = []
                 body = self.call(cls, f"{m.name}()", f"self.{m.cpp_name}", m.params, [], m.type, bp)
-                out.append(f'  c.def("{py}", {self.lambda_(cls, False, bp, body)}{self.py_args(m.params)});')
+                out.append(f'  c.def("{py}", {self.lambda_(cls, bp, body)}{self.py_args(m.params)});')
         for m in cls.events():
             out.extend(self.event(cls, m))
         if "collection" in cls.flags:
@@ -278,7 +279,7 @@ class Writer:
             bp: list[str] = []
             body = self.call(cls, f"{m.name}()", f"self.{m.cpp_name}", m.params, [], m.type, bp)
             params = ", ".join(bp)
-            text = "\n".join("      " + b for b in body)
+            text = "\n".join("      " + b for b in "\n".join(body).splitlines())
             out.append(f'  m.def("{snake(m.name)}", []({params}) -> py::object {{\n'
                        f'      {cls.name} object;\n      {cls.name}& self = object;\n{text}\n    }}'
                        f'{self.py_args(m.params)});')
@@ -323,16 +324,10 @@ class Writer:
     # Stubs --------------------------------------------------------------------------------
     def stub_params(self, params: list[sf.Param]) -> str:
         out = []
-        for p in params:
-            if p.direction == "out":
-                continue
+        for name, p, default in self.python_params(params):
             t = self.py_type(p.type)
-            if p.direction == "inout" or self.may_be_omitted(p):
-                out.append(f"{arg_name(p.name)}: {t} | None = None")
-            elif p.optional and p.default is not None:
-                out.append(f"{arg_name(p.name)}: {t} = {p.default.strip()}")
-            else:
-                out.append(f"{arg_name(p.name)}: {t}")
+            out.append(f"{name}: {t} | None = None" if default is None else f"{name}: {t} = {default}" if default
+                       else f"{name}: {t}")
         return "".join(", " + a for a in out)
 
     def stub_result(self, m: sf.Member) -> str:

@@ -18,6 +18,7 @@
 #include <utility>
 #include <vector>
 
+#include "tarnvik/foundation/Narrow.h"
 #include "tarnvik/tarnvik.h"
 
 namespace tarnvik::python {
@@ -35,24 +36,6 @@ decltype(auto) Call(const char* module, const char* procedure, F&& f) {
   } catch (const Error& e) {
     if (!e.Source().empty()) throw;
     RethrowWithSource(e, module, procedure);
-  }
-}
-
-// A number changed to the type the library takes; a value that does not fit raises 6.
-template <class To, class From>
-To Narrow(From value) {
-  if constexpr (std::is_same_v<To, From>) {
-    return value;
-  } else if constexpr (std::is_floating_point_v<To>) {
-    if constexpr (std::is_same_v<To, float> && std::is_same_v<From, double>) {
-      if (std::isfinite(value) && std::fabs(value) > static_cast<double>(std::numeric_limits<float>::max())) {
-        Raise(err::Overflow);
-      }
-    }
-    return static_cast<To>(value);
-  } else {
-    if (value < std::numeric_limits<To>::min() || value > std::numeric_limits<To>::max()) Raise(err::Overflow);
-    return static_cast<To>(value);
   }
 }
 

@@ -15,6 +15,8 @@ import tarnvik
 
 SAMPLE = os.environ.get("TARNVIK_SAMPLE", os.path.join(os.path.dirname(__file__), "../../examples/sample.sor"))
 TOOL = os.environ.get("TARNVIK_TOOL")
+CORPUS = os.environ.get("TARNVIK_CORPUS_DIR", "")
+CORPUS_FILES = sorted(str(p) for p in __import__("pathlib").Path(CORPUS).glob("sor-v*/*.sor")) if CORPUS else []
 
 
 def snake(name):
@@ -204,3 +206,17 @@ def test_values_cross_as_python_types():
     pipe = tarnvik.CEventPipe()
     pipe.connect_data_changed(lambda prop, value: value * 2 if prop == "Loss" else None)
     assert pipe.data_changed("Loss", 21) == 42  # the handler's answer is the in-out value
+
+
+@pytest.mark.skipif(not CORPUS_FILES or not TOOL, reason="no outside corpus or no tool here")
+def test_every_corpus_file_gives_what_the_library_gives_in_cpp():
+    for path in CORPUS_FILES:
+        report = json.loads(subprocess.run([TOOL, "info", "--json", path], capture_output=True, text=True).stdout)
+        try:
+            trace = tarnvik.CFileOperations().read_trace(path)
+            got = None
+            assert trace.data_point_array.shape == (trace.samples,)
+        except tarnvik.Error as e:
+            got = {"number": e.number, "source": e.source, "description": e.description}
+        want = report["error"] and {k: report["error"][k] for k in ("number", "source", "description")}
+        assert got == want, path

@@ -12,6 +12,7 @@ file was refused, 0 otherwise.
 """
 
 import argparse
+import math
 import sys
 from pathlib import Path
 
@@ -24,19 +25,10 @@ try:
 except ImportError:
     plt = None
 
-SPEED_OF_LIGHT = 299792458.0  # m/s, the library's inspect::kSpeedOfLight
-
-
 def event_distances(doc):
-    """Each key event's distance in doc.distance_unit, None without a group index above 0.
-
-    A travel time counts 100 ps one way; the group index is stored x 1e-5."""
+    """Each key event with its distance in doc.distance_unit (None without a group index)."""
     events = doc.key_events.events if doc.key_events else []
-    fxd = doc.fxd_params
-    if fxd is None or fxd.group_index <= 0:
-        return [(e, None) for e in events]
-    per_time = 1e-10 * SPEED_OF_LIGHT / (fxd.group_index * 1e-5) / doc.metres_per_unit
-    return [(e, e.travel_time * per_time) for e in events]
+    return [(e, None if math.isnan(d) else d) for e, d in zip(events, doc.event_distances)]
 
 
 def print_events(name, doc, rows):

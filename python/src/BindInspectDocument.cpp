@@ -108,7 +108,7 @@ std::size_t SamplesHeld(const SorDocument& doc) {
 // The SorDocument's attributes that are not the document as read: the file's bytes and
 // what is computed from the samples.
 bool LeftOutOfDict(const std::string& name) {
-  for (const char* n : {"bytes", "levels", "distances", "distance_unit", "metres_per_unit", "points_note"}) {
+  for (const char* n : {"bytes", "levels", "distances", "event_distances", "distance_unit", "metres_per_unit", "points_note"}) {
     if (name == n) return true;
   }
   return false;
@@ -389,6 +389,10 @@ void BindDocument(py::module_& m) {
       "The distance of each sample from the first one, one way, in distance_unit (float64, a copy); no "
       "offset applied. Empty without FxdParams, a sample spacing or a group index above 0 (points_note says "
       "why).");
+  doc.def_property_readonly(
+      "event_distances", [](Document& self) { return ArrayOf(self.Points().eventDistances); },
+      "The distance of each key event (key_events.events, in order) in distance_unit, one way from the "
+      "first sample, from its travel time (float64, a copy); NaN without a group index above 0.");
   doc.def_property_readonly(
       "distance_unit", [](Document& self) { return TextToPy(self.Points().unit); },
       "The unit of distances: the file's (\"km\", \"mt\", \"ft\", \"kf\", \"mi\"), or \"mt\" for another.");

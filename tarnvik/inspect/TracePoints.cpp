@@ -36,6 +36,12 @@ double MetresPerTick(const SorDocument& doc) {
   return 1e-14 * kSpeedOfLight / (doc.fxdParams->groupIndex * 1e-5);
 }
 
+// A time in 100 ps (10,000 ticks of 1e-14 s) as a distance in points' unit; NaN without
+// a group index.
+double TimeInUnit(double time, double perTick, const TracePoints& points) {
+  return perTick == 0 ? kNaN : time * 1e4 * perTick / points.metresPerUnit;
+}
+
 }  // namespace
 
 TracePoints ComputeTracePoints(const SorDocument& doc) {
@@ -53,6 +59,9 @@ TracePoints ComputeTracePoints(const SorDocument& doc) {
   }
   ChooseUnit(doc, points);
   const double perTick = MetresPerTick(doc);
+  if (doc.keyEvents) {
+    for (const KeyEvent& e : doc.keyEvents->events) points.eventDistances.push_back(TimeInUnit(e.travelTime, perTick, points));
+  }
   if (perTick == 0) {
     points.note = doc.fxdParams ? "no group index above 0: no distances" : "no FxdParams block: no distances";
     return points;
@@ -83,8 +92,7 @@ DistanceOffsets ComputeDistanceOffsets(const SorDocument& doc) {
   TracePoints unit;
   ChooseUnit(doc, unit);
   const double perTick = MetresPerTick(doc);
-  // A time in 100 ps is 10,000 ticks of 1e-14 s.
-  const auto distance = [&](int32_t time) { return perTick == 0 ? kNaN : time * 1e4 * perTick / unit.metresPerUnit; };
+  const auto distance = [&](int32_t time) { return TimeInUnit(time, perTick, unit); };
   if (doc.fxdParams) {
     offsets.acquisitionOffset = doc.fxdParams->acquisitionOffset;
     offsets.frontPanelOffset = doc.fxdParams->frontPanelOffset;

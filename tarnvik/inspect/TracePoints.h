@@ -29,6 +29,10 @@ struct TracePoints {
   // user offset (see DistanceOffsets); the first sample is at 0.
   // Empty when the file has no FxdParams, no sample spacing or a group index not above 0.
   std::vector<double> distances;
+  // The distance of each key event (KeyEvents, in order) in `unit`, one way from the first
+  // sample: its travel time (100 ps) converted as the samples are. NaN for every event
+  // when there is no group index above 0.
+  std::vector<double> eventDistances;
   // The distance unit used: the file's ("km", "mt", "ft", "kf", "mi"), or "mt" when the
   // file gives another; metresPerUnit converts it to metres.
   std::string unit = "mt";

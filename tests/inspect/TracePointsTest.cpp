@@ -78,6 +78,15 @@ TEST(TracePointsTest, DistancesFromTheFirstSampleInTheFilesUnit) {
   }
 }
 
+TEST(TracePointsTest, KeyEventsSitAtTheDistanceOfTheirTravelTime) {
+  const TracePoints points = ComputeTracePoints(*ReadSorDocument(MakeStandardSor(StandardSor{})));
+  ASSERT_EQ(points.eventDistances.size(), 3u);
+  // Event e travels 10,000 x e x 100 ps = e microseconds one way.
+  for (std::size_t k = 0; k < 3; ++k) {
+    EXPECT_NEAR(points.eventDistances[k], static_cast<double>(k + 1) * kMetresPerNanosecond, 1e-12) << k;
+  }
+}
+
 TEST(TracePointsTest, OffsetsAreGivenApart) {
   for (const int32_t version : {1, 2}) {
     SCOPED_TRACE(version);

@@ -413,11 +413,11 @@ std::string RenderDocumentSvg(const inspect::SorDocument& doc, const std::string
   }
 
   // Key events: a dotted line at the distance of their travel time and a numbered badge.
-  if (byDistance && doc.keyEvents && doc.fxdParams && doc.fxdParams->groupIndex > 0) {
-    const double perTime = 1e-10 * inspect::kSpeedOfLight / (doc.fxdParams->groupIndex * 1e-5) / points.metresPerUnit;
-    for (const auto& e : doc.keyEvents->events) {
-      const double dist = e.travelTime * perTime;
-      if (!x.Contains(dist)) continue;
+  if (byDistance && doc.keyEvents) {
+    for (std::size_t k = 0; k < doc.keyEvents->events.size(); ++k) {
+      const auto& e = doc.keyEvents->events[k];
+      const double dist = points.eventDistances[k];
+      if (std::isnan(dist) || !x.Contains(dist)) continue;
       const double ex = x(dist), by = kTop - 11;
       const char* colour = ColourOf(e.kind == inspect::EventKind::NonReflective ? Kind::NonReflective
                                     : e.origin == inspect::EventOrigin::EndOfFiber ? Kind::End

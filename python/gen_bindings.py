@@ -150,15 +150,12 @@ class Writer:
             lines.append(f"{store}{invoke(args)};")
         results += [self.to_py(p.type, local) for local, p in outs]
         if not results:
-            body = lines
             tail = "return py::none();"
         elif len(results) == 1:
-            body = lines
             tail = f"return py::object({results[0]});"
         else:
-            body = lines
             tail = f"return py::object(py::make_tuple({', '.join(results)}));"
-        inner = "\n".join("    " + b for b in body + [tail])
+        inner = "\n".join("    " + b for b in lines + [tail])
         return [f'return Call("{cls.name}", "{procedure}", [&]() -> py::object {{', inner, "});"]
 
     def python_params(self, params: list[sf.Param]):
